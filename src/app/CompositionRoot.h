@@ -1,0 +1,33 @@
+#pragma once
+
+#include "InstanceChannel.h"
+#include "Preferences.h"
+#include "StagingFolders.h"
+
+#include <memory>
+
+// The one place that reads the environment and picks backends. Everything below it is
+// handed what it needs; nothing below it looks at environment variables or global paths.
+class CompositionRoot
+{
+public:
+    CompositionRoot();
+    ~CompositionRoot();
+
+    Preferences &preferences() { return m_preferences; }
+    const StagingFolders &stagingFolders() const { return m_stagingFolders; }
+
+    // Set when a test harness hosts the process: it launches without coordinator or tray.
+    bool isTestHost() const { return m_isTestHost; }
+
+    // Claims the single-instance channel: the session bus when there is one, a socket in the
+    // runtime folder otherwise. On success the channel stays owned here.
+    Result<InstanceChannel::Role> claimInstance(InstanceRequest requestIfSecondary);
+    InstanceChannel *instanceChannel() const { return m_instanceChannel.get(); }
+
+private:
+    Preferences m_preferences;
+    StagingFolders m_stagingFolders;
+    std::unique_ptr<InstanceChannel> m_instanceChannel;
+    bool m_isTestHost = false;
+};

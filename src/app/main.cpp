@@ -1,0 +1,51 @@
+#include "AppDelegate.h"
+#include "CommandLine.h"
+#include "CompositionRoot.h"
+#include "UnixSignalWatcher.h"
+#include "Version.h"
+
+#include <QApplication>
+#include <QLocale>
+#include <QTextStream>
+
+#include <csignal>
+#include <cstdio>
+
+int main(int argc, char *argv[])
+{
+    // Qorvel speaks English whatever the desktop's language; no translations are loaded.
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    const Invocation invocation = CommandLine::parse(arguments);
+    if (invocation.action == Invocation::Action::printAndExit) {
+        QTextStream(invocation.exitCode == 0 ? stdout : stderr) << invocation.output;
+        return invocation.exitCode;
+    }
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Qorvel"));
+    QApplication::setApplicationVersion(QLatin1String(qorvelVersion));
+    QApplication::setDesktopFileName(QStringLiteral("com.vostrink.qorvel"));
+    // A tray application lives on when its last window closes.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    CompositionRoot root;
+    const Result<InstanceChannel::Role> role = root.claimInstance(InstanceRequest::reopen);
+    if (!role) {
+        QTextStream(stderr) << "qorvel: " << role.error().message << " (" << role.error().detail << ")\n";
+        return 1;
+    }
+    if (*role == InstanceChannel::Role::forwarded)
+        return 0;
+
+    UnixSignalWatcher quitSignals({SIGTERM, SIGINT, SIGHUP});
+    QObject::connect(&quitSignals, &UnixSignalWatcher::signalled, &app, &QCoreApplication::quit);
+
+    AppDelegate delegate(root);
+    QObject::connect(root.instanceChannel(), &InstanceChannel::requestReceived, &delegate, &AppDelegate::handle);
+    delegate.launch();
+    return app.exec();
+}
