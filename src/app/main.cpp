@@ -32,6 +32,11 @@ int main(int argc, char *argv[])
     // A tray application lives on when its last window closes.
     QApplication::setQuitOnLastWindowClosed(false);
 
+    // Before the claim: from the moment the channel is ours, a SIGTERM must still end in a
+    // clean quit that releases it.
+    UnixSignalWatcher quitSignals({SIGTERM, SIGINT, SIGHUP});
+    QObject::connect(&quitSignals, &UnixSignalWatcher::signalled, &app, &QCoreApplication::quit);
+
     CompositionRoot root;
     const Result<InstanceChannel::Role> role = root.claimInstance(InstanceRequest::reopen);
     if (!role) {
@@ -40,9 +45,6 @@ int main(int argc, char *argv[])
     }
     if (*role == InstanceChannel::Role::forwarded)
         return 0;
-
-    UnixSignalWatcher quitSignals({SIGTERM, SIGINT, SIGHUP});
-    QObject::connect(&quitSignals, &UnixSignalWatcher::signalled, &app, &QCoreApplication::quit);
 
     AppDelegate delegate(root);
     QObject::connect(root.instanceChannel(), &InstanceChannel::requestReceived, &delegate, &AppDelegate::handle);

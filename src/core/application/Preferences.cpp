@@ -63,7 +63,9 @@ void Preferences::registerDefaults()
 
 QVariant Preferences::value(const QString &key) const
 {
-    // A fresh QSettings re-reads the file when it changed on disk since the last look.
+    // A fresh QSettings re-reads the file when its size or modification time changed since
+    // the last look. A rewrite that keeps both (same length, same timestamp tick of the file
+    // system) goes unseen until the next change; writers seconds apart are always seen.
     const QSettings settings(m_filePath, QSettings::IniFormat);
     const QVariant stored = settings.value(key);
     return stored.isValid() ? stored : m_registered.value(key);

@@ -1,0 +1,242 @@
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+const QString serviceName = QStringLiteral("com.vostrink.qorvel");
+constexpr int launchTimeoutMs = 15000;
+
+QString run(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    process.waitForFinished(5000);
+    return QString::fromUtf8(process.readAllStandardOutput());
+}
+
+// The client windows the window manager lists: what a taskbar would show.
+QStringList clientWindows()
+{
+    const QString line = run(QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_NET_CLIENT_LIST")});
+    QStringList ids;
+    for (const QRegularExpressionMatch &match : QRegularExpression(QStringLiteral("0x[0-9a-f]+")).globalMatch(line))
+        ids << match.captured();
+    return ids;
+}
+
+QString windowTitle(const QString &id)
+{
+    const QString line = run(QStringLiteral("xprop"), {QStringLiteral("-id"), id, QStringLiteral("_NET_WM_NAME")});
+    const qsizetype quote = line.indexOf(QLatin1Char('"'));
+    return quote < 0 ? QString() : line.mid(quote + 1).chopped(2);
+}
+
+void setAge(const QString &path, qint64 seconds)
+{
+    const timespec when{time(nullptr) - seconds, 0};
+    const timespec times[2] = {when, when};
+    QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0), 0);
+}
+
+} // namespace
+
+class tst_AppProcess : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> m_homeDir;
+    QDir m_home;
+    QProcessEnvironment m_environment;
+    QList<QProcess *> m_running;
+
+    QString stagingFile(const QString &name) const
+    {
+        return m_home.filePath(QStringLiteral("cache/com.vostrink.qorvel/Uploads/") + name);
+    }
+
+    QProcess *launch()
+    {
+        auto process = new QProcess(this);
+        process->setProcessEnvironment(m_environment);
+        process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process->start(QStringLiteral(QORVEL_EXECUTABLE), {});
+        m_running << process;
+        return process;
+    }
+
+    // A launch that should hand over to the primary and exit at once with status 0.
+    void launchSecondary()
+    {
+        QProcess *second = launch();
+        QVERIFY2(second->waitForFinished(launchTimeoutMs), "a second launch did not exit");
+        QCOMPARE(second->exitStatus(), QProcess::NormalExit);
+        QCOMPARE(second->exitCode(), 0);
+    }
+
+    void useBus(bool sessionBus)
+    {
+        if (!sessionBus)
+            m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                                 QStringLiteral("unix:path=") + m_home.filePath(QStringLiteral("no-bus")));
+    }
+
+    bool primaryIsReady(bool sessionBus) const
+    {
+        if (sessionBus)
+            return QDBusConnection::sessionBus().interface()->isServiceRegistered(serviceName);
+        return QFile::exists(m_home.filePath(QStringLiteral("runtime/com.vostrink.qorvel.socket")));
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        m_homeDir = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_homeDir->isValid());
+        m_home.setPath(m_homeDir->path());
+        m_environment = QProcessEnvironment::systemEnvironment();
+        m_environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home.filePath(QStringLiteral("config")));
+        m_environment.insert(QStringLiteral("XDG_CACHE_HOME"), m_home.filePath(QStringLiteral("cache")));
+        m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.filePath(QStringLiteral("runtime")));
+        QVERIFY(QDir().mkpath(m_home.filePath(QStringLiteral("runtime"))));
+        QFile::setPermissions(m_home.filePath(QStringLiteral("runtime")),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+
+        QVERIFY(QDir().mkpath(stagingFile(QString())));
+        for (const QString &name : {QStringLiteral("stale.png"), QStringLiteral("fresh.png")}) {
+            QFile file(stagingFile(name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+        }
+        setAge(stagingFile(QStringLiteral("stale.png")), 25 * 3600);
+        setAge(stagingFile(QStringLiteral("fresh.png")), 23 * 3600);
+    }
+
+    void cleanup()
+    {
+        for (QProcess *process : std::as_const(m_running)) {
+            process->kill();
+            process->waitForFinished(5000);
+        }
+        qDeleteAll(m_running);
+        m_running.clear();
+        QTRY_VERIFY_WITH_TIMEOUT(clientWindows().isEmpty(), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!QDBusConnection::sessionBus().interface()->isServiceRegistered(serviceName), 5000);
+    }
+
+    void secondLaunchShowsSettingsInTheFirst_data()
+    {
+        QTest::addColumn<bool>("sessionBus");
+        QTest::newRow("over D-Bus") << true;
+        QTest::newRow("over a local socket without a bus") << false;
+    }
+
+    void secondLaunchShowsSettingsInTheFirst()
+    {
+        QFETCH(bool, sessionBus);
+        useBus(sessionBus);
+
+        QProcess *first = launch();
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(sessionBus), launchTimeoutMs);
+        QVERIFY2(clientWindows().isEmpty(), "a tray application starts without a window");
+
+        launchSecondary();
+        QTRY_COMPARE_WITH_TIMEOUT(clientWindows().size(), 1, launchTimeoutMs);
+        QCOMPARE(windowTitle(clientWindows().first()), QStringLiteral("Qorvel Settings"));
+        // The second launch was answered, so start-up has run: the purge is done.
+        QVERIFY(!QFile::exists(stagingFile(QStringLiteral("stale.png"))));
+        QVERIFY(QFile::exists(stagingFile(QStringLiteral("fresh.png"))));
+
+        // Reopening again raises the same window instead of opening another.
+        launchSecondary();
+        QTest::qWait(300);
+        QCOMPARE(clientWindows().size(), 1);
+        QCOMPARE(first->state(), QProcess::Running);
+    }
+
+    void terminationIsCleanAndFreesTheChannel_data()
+    {
+        QTest::addColumn<bool>("sessionBus");
+        QTest::addColumn<int>("signalNumber");
+        QTest::newRow("SIGTERM, D-Bus") << true << SIGTERM;
+        QTest::newRow("SIGINT, D-Bus") << true << SIGINT;
+        QTest::newRow("SIGTERM, local socket") << false << SIGTERM;
+    }
+
+    void terminationIsCleanAndFreesTheChannel()
+    {
+        QFETCH(bool, sessionBus);
+        QFETCH(int, signalNumber);
+        useBus(sessionBus);
+
+        QProcess *first = launch();
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(sessionBus), launchTimeoutMs);
+        ::kill(static_cast<pid_t>(first->processId()), signalNumber);
+        QVERIFY(first->waitForFinished(launchTimeoutMs));
+        QCOMPARE(first->exitStatus(), QProcess::NormalExit);
+        QCOMPARE(first->exitCode(), 0);
+        QVERIFY(!primaryIsReady(sessionBus));
+
+        // The next launch becomes the primary instead of waiting on a dead one.
+        QProcess *next = launch();
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(sessionBus), launchTimeoutMs);
+        QCOMPARE(next->state(), QProcess::Running);
+    }
+
+    void testHostStopsShortOfTheCoordinator()
+    {
+        m_environment.insert(QStringLiteral("XCTestConfigurationFilePath"), QStringLiteral("/dev/null"));
+        launch();
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(true), launchTimeoutMs);
+        launchSecondary();
+        QTest::qWait(300);
+        QVERIFY(clientWindows().isEmpty());
+        QVERIFY(QFile::exists(stagingFile(QStringLiteral("stale.png"))));
+    }
+
+    void commandLine_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("expectedOutput");
+        QTest::newRow("help") << QStringList{QStringLiteral("--help")} << 0 << QStringLiteral("Usage: qorvel");
+        QTest::newRow("version") << QStringList{QStringLiteral("--version")} << 0 << QStringLiteral("qorvel ");
+        QTest::newRow("unknown option") << QStringList{QStringLiteral("--frobnicate")} << 2
+                                        << QStringLiteral("qorvel: unknown option '--frobnicate'");
+        QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")} << 2
+                                         << QStringLiteral("qorvel: unknown command 'frobnicate'");
+    }
+
+    void commandLine()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, exitCode);
+        QFETCH(QString, expectedOutput);
+        // No display at all: these must not need one.
+        m_environment.remove(QStringLiteral("DISPLAY"));
+        QProcess process;
+        process.setProcessEnvironment(m_environment);
+        process.start(QStringLiteral(QORVEL_EXECUTABLE), arguments);
+        QVERIFY(process.waitForFinished(launchTimeoutMs));
+        QCOMPARE(process.exitCode(), exitCode);
+        const QString output = QString::fromUtf8(exitCode == 0 ? process.readAllStandardOutput()
+                                                               : process.readAllStandardError());
+        QVERIFY2(output.startsWith(expectedOutput), qPrintable(output));
+        QCOMPARE(output.count(QLatin1Char('\n')) > 0, true);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_AppProcess)
+#include "tst_AppProcess.moc"

@@ -1,0 +1,126 @@
+#include "ExclusiveFile.h"
+#include "FileNameTemplate.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cstdlib>
+#include <ctime>
+
+class tst_FileNameTemplate : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void expand_data()
+    {
+        QTest::addColumn<QString>("nameTemplate");
+        QTest::addColumn<QDateTime>("instant");
+        QTest::addColumn<QString>("expected");
+
+        const QDateTime morning(QDate(2025, 1, 31), QTime(9, 5, 7));
+        QTest::newRow("default template") << FileNameTemplate::defaultTemplate() << morning
+                                          << QStringLiteral("Qorvel 2025-01-31 at 09.05.07");
+        QTest::newRow("two-digit year") << QStringLiteral("{yy}") << QDateTime(QDate(2007, 6, 1), QTime(0, 0))
+                                        << QStringLiteral("07");
+        QTest::newRow("year padded to four") << QStringLiteral("{yyyy}") << QDateTime(QDate(987, 6, 1), QTime(0, 0))
+                                             << QStringLiteral("0987");
+        QTest::newRow("every occurrence") << QStringLiteral("{ss}{ss}-{HH}") << morning << QStringLiteral("0707-09");
+        QTest::newRow("slash and colon") << QStringLiteral("a/b:c") << morning << QStringLiteral("a-b.c");
+        QTest::newRow("blanks and dots around a token")
+            << QStringLiteral("  ..{HH}  ") << morning << QStringLiteral("09");
+        QTest::newRow("dots after a slash") << QStringLiteral("./x") << morning << QStringLiteral("-x");
+        QTest::newRow("only blanks") << QStringLiteral("   \n\t") << morning << QStringLiteral("Qorvel");
+        QTest::newRow("only dots") << QStringLiteral("....") << morning << QStringLiteral("Qorvel");
+        QTest::newRow("empty") << QString() << morning << QStringLiteral("Qorvel");
+        QTest::newRow("unknown braces stay") << QStringLiteral("{YYYY} {h} {MM}") << morning
+                                             << QStringLiteral("{YYYY} {h} 01");
+        QTest::newRow("invalid instant renders zeros") << QStringLiteral("{yyyy}-{MM} {HH}") << QDateTime()
+                                                       << QStringLiteral("0000-00 00");
+    }
+
+    void expand()
+    {
+        QFETCH(QString, nameTemplate);
+        QFETCH(QDateTime, instant);
+        QFETCH(QString, expected);
+        QCOMPARE(FileNameTemplate::expand(nameTemplate, instant), expected);
+    }
+
+    // The user reads the clock on their desk, not UTC.
+    void expandUsesTheLocalTimeZone()
+    {
+        const QByteArray savedTz = qgetenv("TZ");
+        qputenv("TZ", "Asia/Kolkata");
+        tzset();
+        const QDateTime utc(QDate(2025, 12, 31), QTime(20, 0, 0), Qt::UTC);
+        const QString name = FileNameTemplate::expand(FileNameTemplate::defaultTemplate(), utc);
+        qputenv("TZ", savedTz);
+        tzset();
+        QCOMPARE(name, QStringLiteral("Qorvel 2026-01-01 at 01.30.00"));
+    }
+
+    void uniqueFilePath_data()
+    {
+        QTest::addColumn<QStringList>("existing");
+        QTest::addColumn<QString>("baseName");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("free") << QStringList() << QStringLiteral("Qorvel") << QStringLiteral("Qorvel.png");
+        QTest::newRow("second in the same second")
+            << QStringList{QStringLiteral("Shot.png")} << QStringLiteral("Shot") << QStringLiteral("Shot (2).png");
+        QTest::newRow("counter continues")
+            << QStringList{QStringLiteral("Qorvel.png"), QStringLiteral("Qorvel (2).png")} << QStringLiteral("Qorvel")
+            << QStringLiteral("Qorvel (3).png");
+        QTest::newRow("other extension does not count")
+            << QStringList{QStringLiteral("Shot.jpg")} << QStringLiteral("Shot") << QStringLiteral("Shot.png");
+        QTest::newRow("a folder of that name counts")
+            << QStringList{QStringLiteral("Shot.png/")} << QStringLiteral("Shot") << QStringLiteral("Shot (2).png");
+        QTest::newRow("a dangling link counts")
+            << QStringList{QStringLiteral("Shot.png@")} << QStringLiteral("Shot") << QStringLiteral("Shot (2).png");
+    }
+
+    void uniqueFilePath()
+    {
+        QFETCH(QStringList, existing);
+        QFETCH(QString, baseName);
+        QFETCH(QString, expected);
+        QTemporaryDir dir;
+        for (const QString &entry : existing) {
+            const QString path = dir.filePath(entry.chopped(1));
+            if (entry.endsWith(QLatin1Char('/')))
+                QVERIFY(QDir().mkdir(path));
+            else if (entry.endsWith(QLatin1Char('@')))
+                QVERIFY(QFile::link(dir.filePath(QStringLiteral("nowhere")), path));
+            else
+                QVERIFY(ExclusiveFile::write(dir.filePath(entry), "x").ok());
+        }
+        QCOMPARE(FileNameTemplate::uniqueFilePath(dir.path(), baseName, QStringLiteral("png")), dir.filePath(expected));
+    }
+
+    // Two writers that picked the same free name: the second fails, the first file survives.
+    void exclusiveWriteNeverReplaces()
+    {
+        QTemporaryDir dir;
+        const QString path = FileNameTemplate::uniqueFilePath(dir.path(), QStringLiteral("Qorvel"), QStringLiteral("png"));
+        QVERIFY(ExclusiveFile::write(path, "first").ok());
+        const Result<void> second = ExclusiveFile::write(path, "second");
+        QVERIFY(!second.ok());
+        QVERIFY(!second.error().message.isEmpty());
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("first"));
+    }
+
+    void exclusiveWriteIntoMissingFolderFails()
+    {
+        QTemporaryDir dir;
+        const Result<void> written = ExclusiveFile::write(dir.filePath(QStringLiteral("gone/x.png")), "data");
+        QVERIFY(!written.ok());
+        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("gone/x.png"))));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_FileNameTemplate)
+#include "tst_FileNameTemplate.moc"

@@ -1,0 +1,115 @@
+#include "WindowPresenter.h"
+
+#include <QGuiApplication>
+#include <QLabel>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTest>
+#include <QWidget>
+
+#include <cstdlib>
+
+class tst_WindowPresenter : public QObject
+{
+    Q_OBJECT
+
+private:
+    int m_viewsBuilt = 0;
+
+    QWidget *showSettings(WindowPresenter &presenter)
+    {
+        return presenter.show(QStringLiteral("settings"), QStringLiteral("Qorvel Settings"), [this] {
+            ++m_viewsBuilt;
+            auto view = new QLabel(QStringLiteral("view %1").arg(m_viewsBuilt));
+            view->setMinimumSize(320, 200);
+            return view;
+        });
+    }
+
+private Q_SLOTS:
+    void init() { m_viewsBuilt = 0; }
+
+    void showAgainRaisesTheSameWindow()
+    {
+        WindowPresenter presenter;
+        QWidget *first = showSettings(presenter);
+        QVERIFY(QTest::qWaitForWindowExposed(first));
+        QWidget *second = showSettings(presenter);
+        QCOMPARE(second, first);
+        QCOMPARE(m_viewsBuilt, 1);
+
+        QWidget *other = presenter.show(QStringLiteral("onboarding"), QStringLiteral("Welcome to Qorvel"),
+                                        [] { return new QLabel(QStringLiteral("welcome")); });
+        QVERIFY(other != first);
+        QCOMPARE(presenter.window(QStringLiteral("settings")), first);
+    }
+
+    void builtCentredTitledAndFixed()
+    {
+        WindowPresenter presenter;
+        QWidget *window = showSettings(presenter);
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        QCOMPARE(window->windowTitle(), QStringLiteral("Qorvel Settings"));
+        QCOMPARE(window->minimumSize(), window->maximumSize());
+        QVERIFY(!(window->windowFlags() & Qt::WindowMinMaxButtonsHint));
+
+        // Placed before the window manager adds its frame, so the title bar may push it down.
+        const QPoint offset = window->frameGeometry().center() - window->screen()->availableGeometry().center();
+        QTRY_VERIFY2(std::abs(offset.x()) <= 2 && std::abs(offset.y()) <= 16,
+                     qPrintable(QStringLiteral("frame %1,%2 %3x%4")
+                                    .arg(window->frameGeometry().x())
+                                    .arg(window->frameGeometry().y())
+                                    .arg(window->frameGeometry().width())
+                                    .arg(window->frameGeometry().height())));
+    }
+
+    void closedWindowIsForgottenAndRebuilt_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("presenter close") << QStringLiteral("close");
+        QTest::newRow("Ctrl+W") << QStringLiteral("ctrl+w");
+        QTest::newRow("title bar") << QStringLiteral("window");
+    }
+
+    void closedWindowIsForgottenAndRebuilt()
+    {
+        QFETCH(QString, how);
+        WindowPresenter presenter;
+        QPointer<QWidget> window = showSettings(presenter);
+        QVERIFY(QTest::qWaitForWindowActive(window));
+
+        if (how == QLatin1String("close"))
+            presenter.close(QStringLiteral("settings"));
+        else if (how == QLatin1String("ctrl+w"))
+            QTest::keyClick(window, Qt::Key_W, Qt::ControlModifier);
+        else
+            window->close();
+
+        QTRY_VERIFY(window.isNull());
+        QCOMPARE(presenter.window(QStringLiteral("settings")), nullptr);
+
+        QWidget *rebuilt = showSettings(presenter);
+        QCOMPARE(m_viewsBuilt, 2);
+        QVERIFY(QTest::qWaitForWindowExposed(rebuilt));
+    }
+
+    void windowCommands()
+    {
+        WindowPresenter presenter;
+        QSignalSpy quit(&presenter, &WindowPresenter::quitRequested);
+        QWidget *window = showSettings(presenter);
+        QVERIFY(QTest::qWaitForWindowActive(window));
+
+        QTest::keyClick(window, Qt::Key_Q, Qt::ControlModifier);
+        QCOMPARE(quit.count(), 1);
+
+        QTest::keyClick(window, Qt::Key_M, Qt::ControlModifier);
+        QTRY_VERIFY(window->isMinimized());
+        // Showing a minimised window brings it back rather than leaving it in the taskbar.
+        QCOMPARE(showSettings(presenter), window);
+        QTRY_VERIFY(!window->isMinimized());
+    }
+};
+
+QTEST_MAIN(tst_WindowPresenter)
+#include "tst_WindowPresenter.moc"
