@@ -7,7 +7,11 @@
 
 Q_DECLARE_LOGGING_CATEGORY(lcApp)
 
-AppDelegate::AppDelegate(CompositionRoot &root, QObject *parent) : QObject(parent), m_root(root) { }
+AppDelegate::AppDelegate(CompositionRoot &root, QObject *parent)
+    : QObject(parent)
+    , m_root(root)
+{
+}
 
 AppDelegate::~AppDelegate() = default;
 

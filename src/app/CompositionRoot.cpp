@@ -34,9 +34,9 @@ QString instanceSocketPath()
 } // namespace
 
 CompositionRoot::CompositionRoot()
-    : m_preferences(preferencesFile(), QStandardPaths::writableLocation(QStandardPaths::DesktopLocation)),
-      m_stagingFolders(cacheFolder()),
-      m_isTestHost(qEnvironmentVariableIsSet("XCTestConfigurationFilePath"))
+    : m_preferences(preferencesFile(), QStandardPaths::writableLocation(QStandardPaths::DesktopLocation))
+    , m_stagingFolders(cacheFolder())
+    , m_isTestHost(qEnvironmentVariableIsSet("XCTestConfigurationFilePath"))
 {
 }
 

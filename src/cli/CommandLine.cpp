@@ -9,23 +9,22 @@ namespace {
 Invocation usageError(const QString &problem)
 {
     return {Invocation::Action::printAndExit,
-            QLatin1String("qorvel: ") + problem + QLatin1String("\nTry 'qorvel --help' for more information.\n"),
-            CommandLine::usageExitCode};
+        QLatin1String("qorvel: ") + problem + QLatin1String("\nTry 'qorvel --help' for more information.\n"),
+        CommandLine::usageExitCode};
 }
 
 } // namespace
 
 QString CommandLine::helpText()
 {
-    return QStringLiteral(
-        "Usage: qorvel [OPTION]\n"
-        "Screenshots and screen recordings from the system tray.\n"
-        "\n"
-        "With no option, Qorvel starts in the tray. If it is already running, the running\n"
-        "instance shows its settings window and this command exits.\n"
-        "\n"
-        "  -h, --help     show this help and exit\n"
-        "  -v, --version  show the version and exit\n");
+    return QStringLiteral("Usage: qorvel [OPTION]\n"
+                          "Screenshots and screen recordings from the system tray.\n"
+                          "\n"
+                          "With no option, Qorvel starts in the tray. If it is already running, the running\n"
+                          "instance shows its settings window and this command exits.\n"
+                          "\n"
+                          "  -h, --help     show this help and exit\n"
+                          "  -v, --version  show the version and exit\n");
 }
 
 Invocation CommandLine::parse(const QStringList &arguments)
@@ -45,10 +44,12 @@ Invocation CommandLine::parse(const QStringList &arguments)
         return usageError(parser.errorText());
     }
     if (!parser.positionalArguments().isEmpty())
-        return usageError(QLatin1String("unknown command '") + parser.positionalArguments().first() + QLatin1Char('\''));
+        return usageError(
+            QLatin1String("unknown command '") + parser.positionalArguments().first() + QLatin1Char('\''));
     if (parser.isSet(help))
         return {Invocation::Action::printAndExit, helpText(), 0};
     if (parser.isSet(version))
-        return {Invocation::Action::printAndExit, QLatin1String("qorvel ") + QLatin1String(qorvelVersion) + QLatin1Char('\n'), 0};
+        return {Invocation::Action::printAndExit,
+            QLatin1String("qorvel ") + QLatin1String(qorvelVersion) + QLatin1Char('\n'), 0};
     return {};
 }

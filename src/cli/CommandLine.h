@@ -8,7 +8,7 @@
 struct Invocation
 {
     enum class Action {
-        runApp,      // start the tray application, or hand over to the running one
+        runApp, // start the tray application, or hand over to the running one
         printAndExit // print `output` and exit with `exitCode`
     };
 

@@ -91,7 +91,7 @@ private:
     {
         if (!sessionBus)
             m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
-                                 QStringLiteral("unix:path=") + m_home.filePath(QStringLiteral("no-bus")));
+                QStringLiteral("unix:path=") + m_home.filePath(QStringLiteral("no-bus")));
     }
 
     bool primaryIsReady(bool sessionBus) const
@@ -112,16 +112,16 @@ private Q_SLOTS:
         m_environment.insert(QStringLiteral("XDG_CACHE_HOME"), m_home.filePath(QStringLiteral("cache")));
         m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.filePath(QStringLiteral("runtime")));
         QVERIFY(QDir().mkpath(m_home.filePath(QStringLiteral("runtime"))));
-        QFile::setPermissions(m_home.filePath(QStringLiteral("runtime")),
-                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::setPermissions(
+            m_home.filePath(QStringLiteral("runtime")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 
         QVERIFY(QDir().mkpath(stagingFile(QString())));
         for (const QString &name : {QStringLiteral("stale.png"), QStringLiteral("fresh.png")}) {
             QFile file(stagingFile(name));
             QVERIFY(file.open(QIODevice::WriteOnly));
         }
-        setAge(stagingFile(QStringLiteral("stale.png")), 25 * 3600);
-        setAge(stagingFile(QStringLiteral("fresh.png")), 23 * 3600);
+        setAge(stagingFile(QStringLiteral("stale.png")), qint64(25) * 3600);
+        setAge(stagingFile(QStringLiteral("fresh.png")), qint64(23) * 3600);
     }
 
     void cleanup()
@@ -231,8 +231,8 @@ private Q_SLOTS:
         process.start(QStringLiteral(QORVEL_EXECUTABLE), arguments);
         QVERIFY(process.waitForFinished(launchTimeoutMs));
         QCOMPARE(process.exitCode(), exitCode);
-        const QString output = QString::fromUtf8(exitCode == 0 ? process.readAllStandardOutput()
-                                                               : process.readAllStandardError());
+        const QString output
+            = QString::fromUtf8(exitCode == 0 ? process.readAllStandardOutput() : process.readAllStandardError());
         QVERIFY2(output.startsWith(expectedOutput), qPrintable(output));
         QCOMPARE(output.count(QLatin1Char('\n')) > 0, true);
     }

@@ -39,7 +39,7 @@ private Q_SLOTS:
         QCOMPARE(m_viewsBuilt, 1);
 
         QWidget *other = presenter.show(QStringLiteral("onboarding"), QStringLiteral("Welcome to Qorvel"),
-                                        [] { return new QLabel(QStringLiteral("welcome")); });
+            [] { return new QLabel(QStringLiteral("welcome")); });
         QVERIFY(other != first);
         QCOMPARE(presenter.window(QStringLiteral("settings")), first);
     }
@@ -56,11 +56,11 @@ private Q_SLOTS:
         // Placed before the window manager adds its frame, so the title bar may push it down.
         const QPoint offset = window->frameGeometry().center() - window->screen()->availableGeometry().center();
         QTRY_VERIFY2(std::abs(offset.x()) <= 2 && std::abs(offset.y()) <= 16,
-                     qPrintable(QStringLiteral("frame %1,%2 %3x%4")
-                                    .arg(window->frameGeometry().x())
-                                    .arg(window->frameGeometry().y())
-                                    .arg(window->frameGeometry().width())
-                                    .arg(window->frameGeometry().height())));
+            qPrintable(QStringLiteral("frame %1,%2 %3x%4")
+                           .arg(window->frameGeometry().x())
+                           .arg(window->frameGeometry().y())
+                           .arg(window->frameGeometry().width())
+                           .arg(window->frameGeometry().height())));
     }
 
     void closedWindowIsForgottenAndRebuilt_data()

@@ -29,8 +29,13 @@ QString FileNameTemplate::defaultTemplate()
 const QStringList &FileNameTemplate::tokens()
 {
     static const QStringList list = {
-        QStringLiteral("{yyyy}"), QStringLiteral("{yy}"), QStringLiteral("{MM}"), QStringLiteral("{dd}"),
-        QStringLiteral("{HH}"),   QStringLiteral("{mm}"), QStringLiteral("{ss}"),
+        QStringLiteral("{yyyy}"),
+        QStringLiteral("{yy}"),
+        QStringLiteral("{MM}"),
+        QStringLiteral("{dd}"),
+        QStringLiteral("{HH}"),
+        QStringLiteral("{mm}"),
+        QStringLiteral("{ss}"),
     };
     return list;
 }

@@ -24,7 +24,7 @@ class InstanceChannel : public QObject
 
 public:
     enum class Role {
-        primary,   // this process owns the channel now
+        primary, // this process owns the channel now
         forwarded, // another process owns it and has received the request
     };
 

@@ -26,7 +26,8 @@ bool toBool(const QVariant &value)
 } // namespace
 
 Preferences::Preferences(QString filePath, QString desktopFolder)
-    : m_filePath(std::move(filePath)), m_desktopFolder(std::move(desktopFolder))
+    : m_filePath(std::move(filePath))
+    , m_desktopFolder(std::move(desktopFolder))
 {
 }
 

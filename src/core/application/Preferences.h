@@ -56,8 +56,7 @@ public:
 
     // The case whose raw value equals the stored string exactly; the fallback otherwise.
     template <typename Enum, std::size_t N>
-    Enum enumValue(const QString &key, const std::array<std::pair<Enum, QLatin1String>, N> &cases,
-                   Enum fallback) const
+    Enum enumValue(const QString &key, const std::array<std::pair<Enum, QLatin1String>, N> &cases, Enum fallback) const
     {
         const std::optional<QString> raw = stringValue(key);
         if (!raw)

@@ -5,7 +5,10 @@
 
 #include <utility>
 
-StagingFolders::StagingFolders(QString root) : m_root(std::move(root)) { }
+StagingFolders::StagingFolders(QString root)
+    : m_root(std::move(root))
+{
+}
 
 QString StagingFolders::uploads() const
 {
@@ -22,8 +25,8 @@ int StagingFolders::purge(const QDateTime &now) const
     const QDateTime cutoff = now.addSecs(-maxAge.count());
     int removed = 0;
     for (const QString &folder : {uploads(), recordings()}) {
-        const QFileInfoList entries =
-            QDir(folder).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+        const QFileInfoList entries
+            = QDir(folder).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
         for (const QFileInfo &entry : entries) {
             if (entry.lastModified() >= cutoff)
                 continue;

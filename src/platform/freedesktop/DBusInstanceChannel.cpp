@@ -21,7 +21,8 @@ QString methodFor(InstanceRequest request)
 } // namespace
 
 DBusInstanceChannel::DBusInstanceChannel(QDBusConnection bus, QObject *parent)
-    : InstanceChannel(parent), m_bus(std::move(bus))
+    : InstanceChannel(parent)
+    , m_bus(std::move(bus))
 {
 }
 
@@ -47,9 +48,9 @@ Result<InstanceChannel::Role> DBusInstanceChannel::claim(InstanceRequest request
     if (!m_bus.registerObject(QLatin1String(objectPath), this, QDBusConnection::ExportScriptableSlots))
         return Error{QStringLiteral("Couldn't export Qorvel's D-Bus object."), m_bus.lastError().message()};
 
-    const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply = m_bus.interface()->registerService(
-        QLatin1String(serviceName), QDBusConnectionInterface::DontQueueService,
-        QDBusConnectionInterface::DontAllowReplacement);
+    const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply
+        = m_bus.interface()->registerService(QLatin1String(serviceName), QDBusConnectionInterface::DontQueueService,
+            QDBusConnectionInterface::DontAllowReplacement);
     if (reply.isValid() && reply.value() == QDBusConnectionInterface::ServiceRegistered) {
         m_ownsName = true;
         return Role::primary;

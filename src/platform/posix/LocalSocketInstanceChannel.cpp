@@ -15,7 +15,8 @@ constexpr int lockTimeoutMs = 5000;
 } // namespace
 
 LocalSocketInstanceChannel::LocalSocketInstanceChannel(QString socketPath, QObject *parent)
-    : InstanceChannel(parent), m_socketPath(std::move(socketPath))
+    : InstanceChannel(parent)
+    , m_socketPath(std::move(socketPath))
 {
 }
 

@@ -23,7 +23,8 @@ extern "C" void writeToPipe(int signalNumber)
 
 } // namespace
 
-UnixSignalWatcher::UnixSignalWatcher(std::initializer_list<int> signalNumbers, QObject *parent) : QObject(parent)
+UnixSignalWatcher::UnixSignalWatcher(std::initializer_list<int> signalNumbers, QObject *parent)
+    : QObject(parent)
 {
     if (pipeFds[0] < 0 && ::pipe2(pipeFds, O_CLOEXEC | O_NONBLOCK) != 0)
         return;

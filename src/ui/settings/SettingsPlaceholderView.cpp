@@ -3,7 +3,8 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
-SettingsPlaceholderView::SettingsPlaceholderView(const QString &preferencesFile, QWidget *parent) : QWidget(parent)
+SettingsPlaceholderView::SettingsPlaceholderView(const QString &preferencesFile, QWidget *parent)
+    : QWidget(parent)
 {
     auto heading = new QLabel(tr("The settings are not built yet."), this);
     QFont headingFont = heading->font();

@@ -34,7 +34,10 @@ void centreOnScreen(QWidget *window)
 
 } // namespace
 
-WindowPresenter::WindowPresenter(QObject *parent) : QObject(parent) { }
+WindowPresenter::WindowPresenter(QObject *parent)
+    : QObject(parent)
+{
+}
 
 WindowPresenter::~WindowPresenter()
 {
@@ -67,8 +70,8 @@ QWidget *WindowPresenter::window(const QString &identifier) const
 QWidget *WindowPresenter::build(const QString &identifier, const QString &title, QWidget *view)
 {
     // Titled and closable only: no resize handle, no minimise or maximise button.
-    auto window = new QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint
-                                           | Qt::WindowCloseButtonHint);
+    auto window
+        = new QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
     window->setObjectName(identifier);
     window->setWindowTitle(title);
     window->setAttribute(Qt::WA_DeleteOnClose);
@@ -78,7 +81,7 @@ QWidget *WindowPresenter::build(const QString &identifier, const QString &title,
     layout->setSizeConstraint(QLayout::SetFixedSize);
     layout->addWidget(view);
 
-    const auto addShortcut = [window](QKeySequence keys, auto slot) {
+    const auto addShortcut = [window](const QKeySequence &keys, auto slot) {
         auto shortcut = new QShortcut(keys, window);
         QObject::connect(shortcut, &QShortcut::activated, window, slot);
     };

@@ -21,12 +21,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
 
         const QDateTime morning(QDate(2025, 1, 31), QTime(9, 5, 7));
-        QTest::newRow("default template") << FileNameTemplate::defaultTemplate() << morning
-                                          << QStringLiteral("Qorvel 2025-01-31 at 09.05.07");
+        QTest::newRow("default template")
+            << FileNameTemplate::defaultTemplate() << morning << QStringLiteral("Qorvel 2025-01-31 at 09.05.07");
         QTest::newRow("two-digit year") << QStringLiteral("{yy}") << QDateTime(QDate(2007, 6, 1), QTime(0, 0))
                                         << QStringLiteral("07");
-        QTest::newRow("year padded to four") << QStringLiteral("{yyyy}") << QDateTime(QDate(987, 6, 1), QTime(0, 0))
-                                             << QStringLiteral("0987");
+        QTest::newRow("year padded to four")
+            << QStringLiteral("{yyyy}") << QDateTime(QDate(987, 6, 1), QTime(0, 0)) << QStringLiteral("0987");
         QTest::newRow("every occurrence") << QStringLiteral("{ss}{ss}-{HH}") << morning << QStringLiteral("0707-09");
         QTest::newRow("slash and colon") << QStringLiteral("a/b:c") << morning << QStringLiteral("a-b.c");
         QTest::newRow("blanks and dots around a token")
@@ -35,10 +35,10 @@ private Q_SLOTS:
         QTest::newRow("only blanks") << QStringLiteral("   \n\t") << morning << QStringLiteral("Qorvel");
         QTest::newRow("only dots") << QStringLiteral("....") << morning << QStringLiteral("Qorvel");
         QTest::newRow("empty") << QString() << morning << QStringLiteral("Qorvel");
-        QTest::newRow("unknown braces stay") << QStringLiteral("{YYYY} {h} {MM}") << morning
-                                             << QStringLiteral("{YYYY} {h} 01");
-        QTest::newRow("invalid instant renders zeros") << QStringLiteral("{yyyy}-{MM} {HH}") << QDateTime()
-                                                       << QStringLiteral("0000-00 00");
+        QTest::newRow("unknown braces stay")
+            << QStringLiteral("{YYYY} {h} {MM}") << morning << QStringLiteral("{YYYY} {h} 01");
+        QTest::newRow("invalid instant renders zeros")
+            << QStringLiteral("{yyyy}-{MM} {HH}") << QDateTime() << QStringLiteral("0000-00 00");
     }
 
     void expand()
@@ -103,7 +103,8 @@ private Q_SLOTS:
     void exclusiveWriteNeverReplaces()
     {
         QTemporaryDir dir;
-        const QString path = FileNameTemplate::uniqueFilePath(dir.path(), QStringLiteral("Qorvel"), QStringLiteral("png"));
+        const QString path
+            = FileNameTemplate::uniqueFilePath(dir.path(), QStringLiteral("Qorvel"), QStringLiteral("png"));
         QVERIFY(ExclusiveFile::write(path, "first").ok());
         const Result<void> second = ExclusiveFile::write(path, "second");
         QVERIFY(!second.ok());
