@@ -113,14 +113,6 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(file.readAll(), QByteArray("first"));
     }
-
-    void exclusiveWriteIntoMissingFolderFails()
-    {
-        QTemporaryDir dir;
-        const Result<void> written = ExclusiveFile::write(dir.filePath(QStringLiteral("gone/x.png")), "data");
-        QVERIFY(!written.ok());
-        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("gone/x.png"))));
-    }
 };
 
 QTEST_GUILESS_MAIN(tst_FileNameTemplate)
