@@ -3,9 +3,12 @@
 #include <cstring>
 #include <utility>
 
-Bitmap::Bitmap(QSize size, qsizetype bytesPerLine, const uchar *pixels, std::shared_ptr<const void> owner,
-               Alpha alpha)
-    : m_size(size), m_bytesPerLine(bytesPerLine), m_pixels(pixels), m_owner(std::move(owner)), m_alpha(alpha)
+Bitmap::Bitmap(QSize size, qsizetype bytesPerLine, const uchar *pixels, std::shared_ptr<const void> owner, Alpha alpha)
+    : m_size(size)
+    , m_bytesPerLine(bytesPerLine)
+    , m_pixels(pixels)
+    , m_owner(std::move(owner))
+    , m_alpha(alpha)
 {
 }
 

@@ -16,13 +16,13 @@ class Bitmap
 {
 public:
     enum class Alpha {
-        ignored,       // the fourth byte is padding; the image is opaque
+        ignored, // the fourth byte is padding; the image is opaque
         premultiplied, // the fourth byte is alpha and the colours are premultiplied by it
     };
 
     Bitmap() = default;
     Bitmap(QSize size, qsizetype bytesPerLine, const uchar *pixels, std::shared_ptr<const void> owner,
-           Alpha alpha = Alpha::ignored);
+        Alpha alpha = Alpha::ignored);
 
     // A new zero-filled bitmap that owns its memory.
     static Bitmap allocate(QSize size, Alpha alpha = Alpha::ignored);

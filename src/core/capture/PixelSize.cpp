@@ -1,0 +1,23 @@
+#include "PixelSize.h"
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+qint64 toPixels(double points, double scale)
+{
+    const double product = points * scale;
+    // 2^63 itself is not representable as qint64, so the bound is exclusive.
+    constexpr double limit = 9223372036854775808.0;
+    if (!std::isfinite(product) || std::round(product) >= limit || std::round(product) < -limit)
+        qFatal("pixelSize: %g points at scale %g is not a pixel count", points, scale);
+    return static_cast<qint64>(std::round(product)); // std::round: halves away from zero
+}
+
+} // namespace
+
+PixelSize pixelSize(const QSizeF &sizeInPoints, double scale)
+{
+    return {toPixels(sizeInPoints.width(), scale), toPixels(sizeInPoints.height(), scale)};
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QSizeF>
+#include <QtGlobal>
+
+// A size in device pixels. Shared by still capture, recording and the overlay's size readout,
+// so that what the overlay shows is exactly what is captured.
+struct PixelSize
+{
+    qint64 width = 0;
+    qint64 height = 0;
+
+    friend bool operator==(const PixelSize &, const PixelSize &) = default;
+};
+
+// Points times scale, rounded to the nearest integer with halves away from zero. A product that
+// is not finite or does not fit 64 bits is a programming fault and stops the process.
+PixelSize pixelSize(const QSizeF &sizeInPoints, double scale);
