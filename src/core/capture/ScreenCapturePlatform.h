@@ -5,6 +5,8 @@
 #include "Result.h"
 #include "ScreenContent.h"
 
+#include <optional>
+
 enum class WindowShadow { excluded, included };
 
 // The few operations still capture needs from the window system. Target resolution, size
@@ -26,4 +28,7 @@ public:
     // The window alone, at `scale` pixels per point, `size` pixels large.
     virtual Result<Bitmap> grabWindow(const ScreenWindow &window, double scale, PixelSize size, WindowShadow shadow)
         = 0;
+
+    // Where the pointer is, in global points; none when the window system won't say.
+    virtual std::optional<QPointF> pointerPosition() = 0;
 };

@@ -36,6 +36,8 @@ public:
         lastScale = scale;
         return Bitmap::allocate(QSize(int(size.width), int(size.height)));
     }
+
+    std::optional<QPointF> pointerPosition() override { return std::nullopt; }
 };
 
 } // namespace

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "ScreenCapturePlatform.h"
+#include "X11Grabber.h"
+
+#include <QHash>
+
+#include <xcb/xcb.h>
+
+#include <functional>
+#include <memory>
+
+class X11Connection;
+
+// Screen content and grabs on X11. Displays are RandR monitors (id = the monitor's first
+// output, or its name atom for a monitor without outputs); windows are the window manager's
+// clients, front to back, framed as the window manager frames them.
+class X11ScreenCapture : public ScreenCapturePlatform
+{
+public:
+    // Pixels per point of the monitor called `name` with `pixelFrame`: the toolkit's answer,
+    // so that capture and the overlay agree on every screen.
+    using ScaleOfMonitor = std::function<double(const QString &name, const QRect &pixelFrame)>;
+
+    X11ScreenCapture(std::shared_ptr<X11Connection> connection, ScaleOfMonitor scaleOfMonitor);
+
+    Result<ScreenContent> shareableContent() override;
+    Result<Bitmap> grabDisplayArea(const ScreenDisplay &display, const QRectF &areaInPoints, PixelSize size) override;
+    Result<Bitmap> grabWindow(const ScreenWindow &window, double scale, PixelSize size, WindowShadow shadow) override;
+    std::optional<QPointF> pointerPosition() override;
+
+    QList<ScreenDisplay> displays();
+
+    // Global device pixels to global points, through the display that holds `pixel`.
+    static QPointF toPoints(const QList<ScreenDisplay> &displays, const QPointF &pixel);
+
+private:
+    struct ClientWindow
+    {
+        xcb_window_t client = 0;
+        xcb_window_t frame = 0;
+        QRect pixelFrame;
+        qint64 pid = 0;
+    };
+
+    QList<ClientWindow> clientWindows();
+    bool compositorRuns();
+
+    std::shared_ptr<X11Connection> m_connection;
+    ScaleOfMonitor m_scaleOfMonitor;
+    X11Grabber m_grabber;
+    // Pixel geometry of the windows in the last snapshot, for the grab that follows it.
+    QHash<quint32, ClientWindow> m_lastWindows;
+};
