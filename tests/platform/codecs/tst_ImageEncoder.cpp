@@ -1,0 +1,277 @@
+#include "ImageEncoder.h"
+
+#include <QBuffer>
+#include <QImage>
+#include <QImageReader>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <thread>
+#include <vector>
+
+Q_DECLARE_METATYPE(Bitmap::Alpha)
+Q_DECLARE_METATYPE(ImageFormat)
+
+namespace {
+
+// Gradients, hard edges and one-pixel coloured lines. The fourth byte of an opaque scene is
+// junk, as the padding of a real capture may be.
+QImage scene(QSize size, Bitmap::Alpha alpha)
+{
+    QImage image(size, alpha == Bitmap::Alpha::ignored ? QImage::Format_ARGB32 : QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < size.height(); ++y) {
+        auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
+        for (int x = 0; x < size.width(); ++x) {
+            uint red = x * 255 / std::max(1, size.width() - 1);
+            uint green = y * 255 / std::max(1, size.height() - 1);
+            uint blue = (x / 7 + y / 5) % 2 ? 230 : 20;
+            if (x % 16 == 3)
+                red = 255, green = 0, blue = 0;
+            if (y % 11 == 5)
+                red = 0, green = 0, blue = 255;
+            const uint fourth = alpha == Bitmap::Alpha::ignored ? (x * 37 + y * 11) & 0xff : (x + y * 3) & 0xff;
+            if (alpha == Bitmap::Alpha::premultiplied) // every alpha, with colours it can hold
+                red = red * fourth / 255, green = green * fourth / 255, blue = blue * fourth / 255;
+            line[x] = qRgba(int(red), int(green), int(blue), int(fourth));
+        }
+    }
+    return image;
+}
+
+Bitmap bitmapOf(const QImage &image, Bitmap::Alpha alpha)
+{
+    auto owner = std::make_shared<const QImage>(image);
+    return Bitmap(owner->size(), owner->bytesPerLine(), owner->constBits(), owner, alpha);
+}
+
+QImage decode(const QByteArray &file)
+{
+    QBuffer buffer;
+    buffer.setData(file);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
+    return reader.read();
+}
+
+// What a viewer shows: opaque pixels with the padding ignored, or premultiplied colours (which
+// is also what JPEG stores: the capture over black).
+QImage expectedPixels(const QImage &source, Bitmap::Alpha alpha)
+{
+    return source.convertToFormat(
+        alpha == Bitmap::Alpha::ignored ? QImage::Format_RGB32 : QImage::Format_ARGB32_Premultiplied);
+}
+
+// The worst mean absolute colour error over any band of 16 rows, so that one damaged stretch of
+// a large image is not averaged away.
+double worstBandError(const QImage &decoded, const QImage &expected)
+{
+    double worst = 0;
+    for (int top = 0; top < expected.height(); top += 16) {
+        qint64 sum = 0;
+        const int bottom = std::min(top + 16, expected.height());
+        for (int y = top; y < bottom; ++y) {
+            for (int x = 0; x < expected.width(); ++x) {
+                const QRgb a = decoded.pixel(x, y);
+                const QRgb b = expected.pixel(x, y);
+                sum += std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) + std::abs(qBlue(a) - qBlue(b));
+            }
+        }
+        worst = std::max(worst, double(sum) / (3.0 * expected.width() * (bottom - top)));
+    }
+    return worst;
+}
+
+QByteArray encoded(const Bitmap &bitmap, ImageFormat format, double quality = 0.9)
+{
+    const Result<QByteArray> result = ImageEncoder::encode(bitmap, format, 1.0, quality);
+    return result ? result.value() : QByteArray();
+}
+
+} // namespace
+
+class tst_ImageEncoder : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    // A damaged stream makes Qt's decoders warn ("Corrupt JPEG data", "IDAT: invalid distance").
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void roundTrip_data()
+    {
+        QTest::addColumn<ImageFormat>("format");
+        QTest::addColumn<QSize>("size");
+        QTest::addColumn<QRect>("view");
+        QTest::addColumn<Bitmap::Alpha>("alpha");
+        QTest::addColumn<double>("scale");
+
+        const auto opaque = Bitmap::Alpha::ignored;
+        const auto premultiplied = Bitmap::Alpha::premultiplied;
+        for (const auto &[format, name] : {std::pair{ImageFormat::png, "png"}, std::pair{ImageFormat::jpeg, "jpeg"}}) {
+            const auto row
+                = [name = name](const char *what) -> QTestData & { return QTest::addRow("%s, %s", name, what); };
+            row("scale 1") << format << QSize(64, 48) << QRect() << opaque << 1.0;
+            row("scale 1.5") << format << QSize(64, 48) << QRect() << opaque << 1.5;
+            row("scale 2") << format << QSize(64, 48) << QRect() << opaque << 2.0;
+            row("view of odd width") << format << QSize(64, 48) << QRect(3, 5, 37, 23) << opaque << 1.0;
+            row("one pixel") << format << QSize(1, 1) << QRect() << opaque << 1.0;
+            row("premultiplied") << format << QSize(256, 64) << QRect() << premultiplied << 2.0;
+            row("premultiplied view") << format << QSize(256, 64) << QRect(1, 2, 201, 33) << premultiplied << 1.0;
+            // Big enough to be compressed in parts on two threads.
+            row("large") << format << QSize(1203, 801) << QRect() << opaque << 1.0;
+            row("large view") << format << QSize(1300, 900) << QRect(7, 9, 1201, 777) << opaque << 2.0;
+            row("large premultiplied") << format << QSize(1001, 700) << QRect() << premultiplied << 1.0;
+        }
+    }
+
+    void roundTrip()
+    {
+        QFETCH(ImageFormat, format);
+        QFETCH(QSize, size);
+        QFETCH(QRect, view);
+        QFETCH(Bitmap::Alpha, alpha);
+        QFETCH(double, scale);
+
+        const QImage source = scene(size, alpha);
+        Bitmap bitmap = bitmapOf(source, alpha);
+        QImage expected = expectedPixels(source, alpha);
+        if (!view.isNull()) {
+            bitmap = bitmap.cropped(view);
+            expected = expected.copy(view);
+            QVERIFY(bitmap.bytesPerLine() > qsizetype(bitmap.width()) * 4);
+        }
+
+        const Result<QByteArray> file = ImageEncoder::encode(bitmap, format, scale, 0.9);
+        QVERIFY(file.ok());
+        const QImage decoded = decode(file.value());
+        QCOMPARE(decoded.size(), expected.size());
+
+        if (format == ImageFormat::png) {
+            QCOMPARE(file->at(24), char(8)); // bits per sample
+            QCOMPARE(file->at(25), char(alpha == Bitmap::Alpha::ignored ? 2 : 6)); // RGB or RGBA
+            // Lossless: premultiplying the stored straight colours gives back the capture exactly.
+            QCOMPARE(decoded.convertToFormat(expected.format()), expected);
+            QCOMPARE(decoded.dotsPerMeterX(), qRound(72 * scale / 0.0254));
+            QCOMPARE(decoded.dotsPerMeterY(), qRound(72 * scale / 0.0254));
+        } else {
+            // About 5.5 for this harsh scene at quality 0.9; a band decoded from damaged data or
+            // subsampled chroma (33) is far off.
+            const double error = worstBandError(decoded, expected);
+            QVERIFY2(error < 8, qPrintable(QString::number(error)));
+            // JFIF holds whole dots per inch; Qt converts them to dots per metre.
+            QCOMPARE(qRound(decoded.dotsPerMeterX() * 0.0254), qRound(72 * scale));
+            QCOMPARE(qRound(decoded.dotsPerMeterY() * 0.0254), qRound(72 * scale));
+        }
+    }
+
+    // Coloured text and one-pixel lines keep their colour: chroma is not subsampled.
+    void jpegKeepsThinColouredLines()
+    {
+        QImage source(96, 96, QImage::Format_RGB32);
+        source.fill(Qt::white);
+        for (int i = 10; i < 86; i += 9) {
+            for (int j = 4; j < 92; ++j) {
+                source.setPixel(i, j, qRgb(220, 0, 0));
+                source.setPixel(j, i + 2, qRgb(0, 0, 200));
+            }
+        }
+        const QImage decoded = decode(encoded(bitmapOf(source, Bitmap::Alpha::ignored), ImageFormat::jpeg));
+        int worst = 0;
+        for (int y = 0; y < source.height(); ++y) {
+            for (int x = 0; x < source.width(); ++x) {
+                const QRgb a = decoded.pixel(x, y);
+                const QRgb b = source.pixel(x, y);
+                worst = std::max({worst, std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
+                    std::abs(qBlue(a) - qBlue(b))});
+            }
+        }
+        // 54 with full-resolution chroma, 175 with 4:2:0.
+        QVERIFY2(worst < 80, qPrintable(QString::number(worst)));
+    }
+
+    void sameBytes_data()
+    {
+        QTest::addColumn<ImageFormat>("format");
+        QTest::addColumn<double>("quality");
+        QTest::addColumn<double>("sameAs");
+        QTest::newRow("jpeg above 1 is 1") << ImageFormat::jpeg << 1.7 << 1.0;
+        QTest::newRow("jpeg below 0 is 0") << ImageFormat::jpeg << -0.2 << 0.0;
+        QTest::newRow("jpeg NaN is 0") << ImageFormat::jpeg << std::numeric_limits<double>::quiet_NaN() << 0.0;
+        QTest::newRow("png ignores quality") << ImageFormat::png << 0.0 << 1.0;
+        QTest::newRow("png ignores quality out of range") << ImageFormat::png << -3.0 << 0.5;
+    }
+
+    void sameBytes()
+    {
+        QFETCH(ImageFormat, format);
+        QFETCH(double, quality);
+        QFETCH(double, sameAs);
+        const Bitmap bitmap = bitmapOf(scene(QSize(90, 70), Bitmap::Alpha::ignored), Bitmap::Alpha::ignored);
+        const QByteArray file = encoded(bitmap, format, quality);
+        QVERIFY(!file.isEmpty());
+        QCOMPARE(file, encoded(bitmap, format, sameAs));
+    }
+
+    void jpegQualityTradesSizeForFidelity()
+    {
+        const Bitmap bitmap = bitmapOf(scene(QSize(200, 150), Bitmap::Alpha::ignored), Bitmap::Alpha::ignored);
+        qsizetype previous = 0;
+        for (const double quality : {0.0, 0.5, 0.9, 1.0}) {
+            const qsizetype size = encoded(bitmap, ImageFormat::jpeg, quality).size();
+            QVERIFY2(size > previous, qPrintable(QString::number(quality)));
+            previous = size;
+        }
+    }
+
+    void failure_data()
+    {
+        QTest::addColumn<ImageFormat>("format");
+        QTest::addColumn<QSize>("size");
+        QTest::addColumn<QRect>("view");
+        for (const ImageFormat format : {ImageFormat::png, ImageFormat::jpeg}) {
+            const char *name = format == ImageFormat::png ? "png" : "jpeg";
+            QTest::addRow("%s, null bitmap", name) << format << QSize() << QRect();
+            QTest::addRow("%s, no width", name) << format << QSize(0, 10) << QRect();
+            QTest::addRow("%s, view outside the bitmap", name) << format << QSize(8, 8) << QRect(20, 20, 4, 4);
+        }
+        QTest::newRow("jpeg, wider than JPEG allows") << ImageFormat::jpeg << QSize(65501, 1) << QRect();
+        QTest::newRow("jpeg, taller than JPEG allows") << ImageFormat::jpeg << QSize(9, 65501) << QRect();
+    }
+
+    void failure()
+    {
+        QFETCH(ImageFormat, format);
+        QFETCH(QSize, size);
+        QFETCH(QRect, view);
+        Bitmap bitmap = size.isValid() ? Bitmap::allocate(size) : Bitmap();
+        if (!view.isNull())
+            bitmap = bitmap.cropped(view);
+        const Result<QByteArray> file = ImageEncoder::encode(bitmap, format, 1.0, 0.9);
+        QVERIFY(!file.ok());
+        QCOMPARE(file.error().message, QStringLiteral("Couldn't encode the image."));
+        QVERIFY(!file.error().detail.isEmpty());
+    }
+
+    // Callers encode on worker threads, sometimes two captures at once.
+    void concurrentEncodesAgree()
+    {
+        const Bitmap bitmap = bitmapOf(scene(QSize(1100, 900), Bitmap::Alpha::ignored), Bitmap::Alpha::ignored);
+        const QByteArray png = encoded(bitmap, ImageFormat::png);
+        const QByteArray jpeg = encoded(bitmap, ImageFormat::jpeg);
+        std::vector<QByteArray> results(4);
+        std::vector<std::thread> threads;
+        for (size_t i = 0; i < results.size(); ++i)
+            threads.emplace_back(
+                [&, i] { results[i] = encoded(bitmap, i % 2 ? ImageFormat::jpeg : ImageFormat::png); });
+        for (std::thread &thread : threads)
+            thread.join();
+        for (size_t i = 0; i < results.size(); ++i)
+            QCOMPARE(results[i], i % 2 ? jpeg : png);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_ImageEncoder)
+#include "tst_ImageEncoder.moc"
