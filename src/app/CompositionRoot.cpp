@@ -2,10 +2,14 @@
 
 #include "DBusInstanceChannel.h"
 #include "LocalSocketInstanceChannel.h"
+#include "X11Connection.h"
+#include "X11ScreenCapture.h"
 
 #include <QDBusConnection>
 #include <QDir>
+#include <QGuiApplication>
 #include <QLoggingCategory>
+#include <QScreen>
 #include <QStandardPaths>
 
 Q_LOGGING_CATEGORY(lcApp, "qorvel.app")
@@ -23,6 +27,22 @@ QString preferencesFile()
 QString cacheFolder()
 {
     return QDir(QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation)).filePath(applicationId);
+}
+
+// The toolkit decides each screen's scale (QT_SCALE_FACTOR, QT_SCREEN_SCALE_FACTORS, Xft.dpi);
+// capture asks it rather than guessing, so the overlay and the file agree.
+double scaleOfMonitor(const QString &name, const QRect &pixelFrame)
+{
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    for (const QScreen *screen : screens) {
+        if (screen->name() == name)
+            return screen->devicePixelRatio();
+    }
+    for (const QScreen *screen : screens) {
+        if (screen->geometry().topLeft() == pixelFrame.topLeft())
+            return screen->devicePixelRatio();
+    }
+    return qGuiApp ? qGuiApp->devicePixelRatio() : 1.0;
 }
 
 QString instanceSocketPath()
@@ -57,4 +77,19 @@ Result<InstanceChannel::Role> CompositionRoot::claimInstance(InstanceRequest req
     if (role)
         m_instanceChannel = std::move(socket);
     return role;
+}
+
+Result<std::shared_ptr<ScreenCapturePlatform>> CompositionRoot::screenCapture()
+{
+    if (m_screenCapture)
+        return m_screenCapture;
+    if (QGuiApplication::platformName() != QLatin1String("xcb")) {
+        return Error{QStringLiteral("Qorvel captures the screen on X11 only for now."),
+            QLatin1String("platform ") + QGuiApplication::platformName()};
+    }
+    Result<std::shared_ptr<X11Connection>> connection = X11Connection::open();
+    if (!connection)
+        return connection.error();
+    m_screenCapture = std::make_shared<X11ScreenCapture>(*connection, scaleOfMonitor);
+    return m_screenCapture;
 }

@@ -2,6 +2,7 @@
 
 #include "InstanceChannel.h"
 #include "Preferences.h"
+#include "ScreenCapturePlatform.h"
 #include "StagingFolders.h"
 
 #include <memory>
@@ -25,9 +26,14 @@ public:
     Result<InstanceChannel::Role> claimInstance(InstanceRequest requestIfSecondary);
     InstanceChannel *instanceChannel() const { return m_instanceChannel.get(); }
 
+    // Screen capture for this session's window system. Needs the Qt GUI application, whose
+    // screens give each display's scale.
+    Result<std::shared_ptr<ScreenCapturePlatform>> screenCapture();
+
 private:
     Preferences m_preferences;
     StagingFolders m_stagingFolders;
     std::unique_ptr<InstanceChannel> m_instanceChannel;
     bool m_isTestHost = false;
+    std::shared_ptr<ScreenCapturePlatform> m_screenCapture;
 };

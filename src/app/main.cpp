@@ -1,15 +1,46 @@
 #include "AppDelegate.h"
 #include "CommandLine.h"
 #include "CompositionRoot.h"
+#include "DisplaysCommand.h"
+#include "ScreenshotCommand.h"
 #include "UnixSignalWatcher.h"
 #include "Version.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QLocale>
 #include <QTextStream>
 
 #include <csignal>
 #include <cstdio>
+
+namespace {
+
+// The command-line captures run without the tray: no single-instance claim, no widgets.
+int runCaptureCommand(const Invocation &invocation, int &argc, char **argv)
+{
+    QGuiApplication app(argc, argv);
+    QTextStream errors(stderr);
+    CompositionRoot root;
+    root.preferences().registerDefaults();
+    const Result<std::shared_ptr<ScreenCapturePlatform>> platform = root.screenCapture();
+    if (!platform) {
+        errors << "qorvel: " << platform.error().message << '\n';
+        return 1;
+    }
+    QFile standardOutput;
+    if (!standardOutput.open(stdout, QIODevice::WriteOnly)) {
+        errors << "qorvel: couldn't open standard output\n";
+        return 1;
+    }
+    if (invocation.action == Invocation::Action::listDisplays) {
+        QTextStream output(&standardOutput);
+        return DisplaysCommand::run(**platform, output, errors);
+    }
+    return ScreenshotCommand(**platform, root.preferences()).run(invocation.screenshot, standardOutput, errors);
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -25,7 +56,15 @@ int main(int argc, char *argv[])
         return invocation.exitCode;
     }
 
-    QApplication app(argc, argv);
+    // Qt would read its own options (-display, -platform, ...) from the arguments, and
+    // `screenshot --display ID` means something else here: the command line is parsed above, and
+    // Qt gets the program name alone. QT_QPA_PLATFORM and DISPLAY still choose for Qt.
+    int qtArgc = 1;
+    char *qtArgv[] = {argv[0], nullptr};
+    if (invocation.action == Invocation::Action::screenshot || invocation.action == Invocation::Action::listDisplays)
+        return runCaptureCommand(invocation, qtArgc, qtArgv);
+
+    QApplication app(qtArgc, qtArgv);
     QApplication::setApplicationName(QStringLiteral("Qorvel"));
     QApplication::setApplicationVersion(QLatin1String(qorvelVersion));
     QApplication::setDesktopFileName(QStringLiteral("com.vostrink.qorvel"));

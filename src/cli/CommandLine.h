@@ -1,7 +1,22 @@
 #pragma once
 
+#include "ImageFormat.h"
+
+#include <QRectF>
 #include <QString>
 #include <QStringList>
+
+#include <optional>
+
+struct ScreenshotOptions
+{
+    std::optional<quint32> displayId;
+    std::optional<quint32> windowId;
+    std::optional<QRectF> areaInPoints; // local to the display
+    std::optional<ImageFormat> format;
+    std::optional<double> quality;
+    QString outputPath; // empty: the screenshot folder under the template name; "-": standard output
+};
 
 // What the process was asked to do, decided before any window-system connection is made, so
 // that --help and --version work anywhere and a typo costs nothing.
@@ -9,12 +24,15 @@ struct Invocation
 {
     enum class Action {
         runApp, // start the tray application, or hand over to the running one
-        printAndExit // print `output` and exit with `exitCode`
+        printAndExit, // print `output` and exit with `exitCode`
+        screenshot,
+        listDisplays,
     };
 
     Action action = Action::runApp;
     QString output;
     int exitCode = 0;
+    ScreenshotOptions screenshot;
 };
 
 class CommandLine

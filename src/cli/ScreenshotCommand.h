@@ -1,0 +1,23 @@
+#pragma once
+
+#include "CommandLine.h"
+
+class QIODevice;
+class QTextStream;
+class Preferences;
+class ScreenCapturePlatform;
+
+// `qorvel screenshot`: capture a target, encode it, write it. The same capture and encoder as
+// the tray application; only the choice of target and file comes from the command line.
+class ScreenshotCommand
+{
+public:
+    ScreenshotCommand(ScreenCapturePlatform &platform, const Preferences &preferences);
+
+    // The exit status: 0, or 1 after printing the error's description to `errors`.
+    int run(const ScreenshotOptions &options, QIODevice &standardOutput, QTextStream &errors);
+
+private:
+    ScreenCapturePlatform &m_platform;
+    const Preferences &m_preferences;
+};

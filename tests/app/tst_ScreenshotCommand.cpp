@@ -1,0 +1,222 @@
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+struct Run
+{
+    int exitCode = -1;
+    QByteArray output;
+    QString errors;
+};
+
+// Pixels as a person sees them: alpha and storage format aside.
+QImage opaque(const QImage &image)
+{
+    return image.convertToFormat(QImage::Format_RGB32);
+}
+
+// The first pixel that differs, or an empty string when the pictures are the same.
+QString firstDifference(const QImage &actual, const QImage &expected)
+{
+    if (actual.size() != expected.size())
+        return QStringLiteral("sizes differ");
+    for (int y = 0; y < actual.height(); ++y)
+        for (int x = 0; x < actual.width(); ++x)
+            if ((actual.pixel(x, y) & 0xffffff) != (expected.pixel(x, y) & 0xffffff))
+                return QStringLiteral("pixel %1,%2: %3 instead of %4")
+                    .arg(x)
+                    .arg(y)
+                    .arg(actual.pixel(x, y), 0, 16)
+                    .arg(expected.pixel(x, y), 0, 16);
+    return {};
+}
+
+} // namespace
+
+class tst_ScreenshotCommand : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    QProcess m_xterm;
+
+    Run qorvel(const QStringList &arguments, const QString &scaleFactor = QString())
+    {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
+        if (!scaleFactor.isEmpty())
+            environment.insert(QStringLiteral("QT_SCALE_FACTOR"), scaleFactor);
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(QORVEL_EXECUTABLE), QStringList{QStringLiteral("screenshot")} + arguments);
+        process.waitForFinished(30000);
+        return {process.exitCode(), process.readAllStandardOutput(), QString::fromUtf8(process.readAllStandardError())};
+    }
+
+    // The same region read by another program (ImageMagick), as the reference.
+    QImage screenRegion(const QRect &pixels)
+    {
+        const QString file = m_dir.filePath(QStringLiteral("reference.png"));
+        QFile::remove(file);
+        const int status = QProcess::execute(QStringLiteral("/usr/bin/import"),
+            {QStringLiteral("-window"), QStringLiteral("root"), QStringLiteral("-crop"),
+                QStringLiteral("%1x%2+%3+%4").arg(pixels.width()).arg(pixels.height()).arg(pixels.x()).arg(pixels.y()),
+                QStringLiteral("+repage"), file});
+        return status == 0 ? opaque(QImage(file)) : QImage();
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        // Text on screen, so a misplaced or rescaled capture cannot match by accident.
+        m_xterm.start(QStringLiteral("xterm"),
+            {QStringLiteral("-geometry"), QStringLiteral("100x30+150+150"), QStringLiteral("-e"), QStringLiteral("sh"),
+                QStringLiteral("-c"), QStringLiteral("ls -la --color=always /usr/bin | head -60; exec sleep 600")});
+        QVERIFY(m_xterm.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(QProcess::execute(QStringLiteral("xdotool"),
+                                     {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                         QStringLiteral("--class"), QStringLiteral("xterm")})
+                == 0,
+            10000);
+        QProcess::execute(
+            QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QStringLiteral("1900"), QStringLiteral("1060")});
+        QTest::qWait(500);
+    }
+
+    void cleanupTestCase()
+    {
+        m_xterm.kill();
+        m_xterm.waitForFinished();
+    }
+
+    void areaMatchesTheScreen_data()
+    {
+        QTest::addColumn<QString>("scaleFactor");
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QRect>("pixels");
+        QTest::addColumn<int>("dpi");
+        QTest::newRow("png at 1") << QStringLiteral("1") << QStringLiteral("png") << QRect(100, 100, 200, 150) << 72;
+        QTest::newRow("png at 2") << QStringLiteral("2") << QStringLiteral("png") << QRect(200, 200, 400, 300) << 144;
+        QTest::newRow("jpeg at 2") << QStringLiteral("2") << QStringLiteral("jpeg") << QRect(200, 200, 400, 300) << 144;
+    }
+
+    void areaMatchesTheScreen()
+    {
+        QFETCH(QString, scaleFactor);
+        QFETCH(QString, format);
+        QFETCH(QRect, pixels);
+        QFETCH(int, dpi);
+
+        const QString file = m_dir.filePath(QStringLiteral("area-%1.%2").arg(scaleFactor, format));
+        const Run run = qorvel({QStringLiteral("--area"), QStringLiteral("100,100,200,150"), QStringLiteral("--format"),
+                                   format, QStringLiteral("-o"), file},
+            scaleFactor);
+        QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+        QCOMPARE(run.output.trimmed(), QFile::encodeName(file));
+
+        const QImage image(file);
+        QCOMPARE(image.size(), pixels.size());
+        QCOMPARE(qRound(image.dotsPerMeterX() * 0.0254), dpi);
+        const QImage reference = screenRegion(pixels);
+        if (format == QLatin1String("png")) {
+            const QString difference = firstDifference(image, reference);
+            QVERIFY2(difference.isEmpty(), qPrintable(difference));
+            return;
+        }
+        // JPEG is lossy: close, not equal, and far from any other part of the screen.
+        qint64 difference = 0;
+        const QImage decoded = opaque(image);
+        for (int y = 0; y < decoded.height(); ++y)
+            for (int x = 0; x < decoded.width(); ++x)
+                difference += qAbs(qGray(decoded.pixel(x, y)) - qGray(reference.pixel(x, y)));
+        QVERIFY2(difference / (decoded.width() * decoded.height()) < 8, qPrintable(QString::number(difference)));
+    }
+
+    void failuresSayWhy_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("window gone") << QStringList{QStringLiteral("--window"), QStringLiteral("0x7fffff0")}
+                                     << QStringLiteral("The window was closed or hidden during the selection.");
+        QTest::newRow("no such display") << QStringList{QStringLiteral("--display"),
+            QStringLiteral(
+                "4040")} << QStringLiteral("Display not found. It may have been disconnected during the selection.");
+        QTest::newRow("empty area") << QStringList{QStringLiteral("--area"), QStringLiteral("10,10,0,40")}
+                                    << QStringLiteral("The selected area is empty.");
+    }
+
+    void failuresSayWhy()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, message);
+        const Run run = qorvel(arguments + QStringList{QStringLiteral("-o"), m_dir.filePath(QStringLiteral("x.png"))});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.errors.startsWith(QLatin1String("qorvel: ") + message), qPrintable(run.errors));
+        QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("x.png"))));
+    }
+
+    void neverOverwritesAFile()
+    {
+        const QString file = m_dir.filePath(QStringLiteral("mine.png"));
+        QFile mine(file);
+        QVERIFY(mine.open(QIODevice::WriteOnly));
+        mine.write("the user's own file");
+        mine.close();
+        const Run run = qorvel({QStringLiteral("-o"), file});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY(mine.open(QIODevice::ReadOnly));
+        QCOMPARE(mine.readAll(), QByteArray("the user's own file"));
+    }
+
+    void defaultsToTheFolderAndTemplate()
+    {
+        const QString folder = m_dir.filePath(QStringLiteral("Shots"));
+        QDir().mkpath(m_dir.filePath(QStringLiteral("config/qorvel")));
+        QFile config(m_dir.filePath(QStringLiteral("config/qorvel/qorvel.conf")));
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write("[General]\nscreenshotSaveFolderPath=" + QFile::encodeName(folder)
+            + "\nfileNameTemplate=shot {yyyy}\nscreenshotFormat=jpeg\n");
+        config.close();
+
+        const Run run = qorvel({});
+        QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+        const QString path = QString::fromUtf8(run.output.trimmed());
+        QCOMPARE(QFileInfo(path).dir().path(), folder);
+        QVERIFY2(QFileInfo(path).fileName().startsWith(QLatin1String("shot 2")), qPrintable(path));
+        QVERIFY(path.endsWith(QLatin1String(".jpg")));
+        QCOMPARE(QImage(path).size(), QSize(1920, 1080));
+        QFile::remove(config.fileName());
+    }
+
+    void writesToStandardOutput()
+    {
+        const Run run = qorvel(
+            {QStringLiteral("--area"), QStringLiteral("0,0,32,16"), QStringLiteral("-o"), QStringLiteral("-")});
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(QImage::fromData(run.output, "PNG").size(), QSize(32, 16));
+    }
+
+    void listsDisplaysInPoints()
+    {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("QT_SCALE_FACTOR"), QStringLiteral("2"));
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(QORVEL_EXECUTABLE), {QStringLiteral("displays")});
+        QVERIFY(process.waitForFinished(30000));
+        const QList<QByteArray> fields = process.readAllStandardOutput().trimmed().split('\t');
+        QCOMPARE(fields.size(), 4);
+        QCOMPARE(fields.at(1), QByteArray("0,0 960x540"));
+        QCOMPARE(fields.at(2), QByteArray("2"));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_ScreenshotCommand)
+#include "tst_ScreenshotCommand.moc"
