@@ -12,6 +12,8 @@
 #include <QScreen>
 #include <QStandardPaths>
 
+#include <utility>
+
 Q_LOGGING_CATEGORY(lcApp, "qorvel.app")
 
 namespace {
@@ -79,7 +81,7 @@ Result<InstanceChannel::Role> CompositionRoot::claimInstance(InstanceRequest req
     return role;
 }
 
-Result<std::shared_ptr<ScreenCapturePlatform>> CompositionRoot::screenCapture()
+Result<std::shared_ptr<ScreenCapturePlatform>> CompositionRoot::screenCapture(X11Grabber::Pattern pattern)
 {
     if (m_screenCapture)
         return m_screenCapture;
@@ -90,6 +92,19 @@ Result<std::shared_ptr<ScreenCapturePlatform>> CompositionRoot::screenCapture()
     Result<std::shared_ptr<X11Connection>> connection = X11Connection::open();
     if (!connection)
         return connection.error();
-    m_screenCapture = std::make_shared<X11ScreenCapture>(*connection, scaleOfMonitor);
+    auto x11 = std::make_shared<X11ScreenCapture>(*connection, scaleOfMonitor, pattern);
+    if (m_earlyScreenGrab.valid())
+        x11->usePrefetchedRoot(std::exchange(m_earlyScreenGrab, {}));
+    m_screenCapture = x11;
     return m_screenCapture;
+}
+
+void CompositionRoot::startEarlyScreenGrab()
+{
+    // Qt will choose xcb: an X display, and neither Wayland nor another platform asked for.
+    const QString platform = qEnvironmentVariable("QT_QPA_PLATFORM");
+    const bool x11 = qEnvironmentVariableIsSet("DISPLAY")
+        && (platform == QLatin1String("xcb") || (platform.isEmpty() && !qEnvironmentVariableIsSet("WAYLAND_DISPLAY")));
+    if (x11)
+        m_earlyScreenGrab = X11ScreenCapture::startRootGrab();
 }

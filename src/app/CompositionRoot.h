@@ -4,7 +4,9 @@
 #include "Preferences.h"
 #include "ScreenCapturePlatform.h"
 #include "StagingFolders.h"
+#include "X11Grabber.h"
 
+#include <future>
 #include <memory>
 
 // The one place that reads the environment and picks backends. Everything below it is
@@ -27,8 +29,14 @@ public:
     InstanceChannel *instanceChannel() const { return m_instanceChannel.get(); }
 
     // Screen capture for this session's window system. Needs the Qt GUI application, whose
-    // screens give each display's scale.
-    Result<std::shared_ptr<ScreenCapturePlatform>> screenCapture();
+    // screens give each display's scale. The command line grabs once; the tray grabs again and
+    // again, which pays for keeping shared memory around.
+    Result<std::shared_ptr<ScreenCapturePlatform>> screenCapture(X11Grabber::Pattern pattern);
+
+    // For a screenshot of a whole display, the screen can be read before Qt has started (only
+    // its scale needs Qt): this starts that read when the session is X11, and screenCapture()
+    // serves the first display grab from it.
+    void startEarlyScreenGrab();
 
 private:
     Preferences m_preferences;
@@ -36,4 +44,5 @@ private:
     std::unique_ptr<InstanceChannel> m_instanceChannel;
     bool m_isTestHost = false;
     std::shared_ptr<ScreenCapturePlatform> m_screenCapture;
+    std::shared_future<Result<Bitmap>> m_earlyScreenGrab;
 };

@@ -7,8 +7,11 @@
 #include <xcb/shm.h>
 
 #include <cstring>
+#include <mutex>
+#include <optional>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <vector>
 
 Q_LOGGING_CATEGORY(lcX11Grab, "qorvel.capture.x11")
 
@@ -36,11 +39,73 @@ uint8_t bitsPerPixelOfDepth(const xcb_setup_t *setup, uint8_t depth)
 
 } // namespace
 
-X11Grabber::X11Grabber(std::shared_ptr<X11Connection> connection)
+// Segments whose Bitmaps are gone, kept attached for the next grab. A Bitmap may die on any
+// thread (the encoder's), so the pool is locked; it outlives the grabber while views remain.
+struct X11Grabber::SegmentPool
+{
+    struct Segment
+    {
+        xcb_shm_seg_t id = 0;
+        void *memory = nullptr;
+        size_t bytes = 0;
+    };
+
+    explicit SegmentPool(std::shared_ptr<X11Connection> connection)
+        : connection(std::move(connection))
+    {
+    }
+    ~SegmentPool()
+    {
+        for (const Segment &segment : spare)
+            release(segment);
+    }
+
+    void release(const Segment &segment) const
+    {
+        xcb_shm_detach(connection->get(), segment.id);
+        xcb_flush(connection->get());
+        shmdt(segment.memory);
+    }
+
+    std::optional<Segment> take(size_t bytes)
+    {
+        const std::lock_guard lock(mutex);
+        for (auto it = spare.begin(); it != spare.end(); ++it) {
+            if (it->bytes >= bytes) {
+                const Segment segment = *it;
+                spare.erase(it);
+                return segment;
+            }
+        }
+        return std::nullopt;
+    }
+
+    void giveBack(const Segment &segment)
+    {
+        // Two spares cover a grab in flight while the previous image is still being encoded.
+        constexpr size_t maximumSpares = 2;
+        std::unique_lock lock(mutex);
+        if (spare.size() < maximumSpares) {
+            spare.push_back(segment);
+            return;
+        }
+        lock.unlock();
+        release(segment);
+    }
+
+    std::shared_ptr<X11Connection> connection;
+    std::mutex mutex;
+    std::vector<Segment> spare;
+};
+
+X11Grabber::X11Grabber(std::shared_ptr<X11Connection> connection, Pattern pattern)
     : m_connection(std::move(connection))
-    , m_useShm(m_connection->hasShm())
+    , m_useShm(pattern == Pattern::repeated && m_connection->hasShm())
+    , m_pool(std::make_shared<SegmentPool>(m_connection))
 {
 }
+
+X11Grabber::~X11Grabber() = default;
 
 Result<Bitmap> X11Grabber::grab(
     xcb_drawable_t drawable, const QRect &rect, const QSize &drawableSize, Bitmap::Alpha alpha)
@@ -81,37 +146,37 @@ Result<Bitmap> X11Grabber::grabShm(xcb_drawable_t drawable, const QRect &rect, B
 {
     xcb_connection_t *c = m_connection->get();
     const size_t bytes = size_t(rect.width()) * size_t(rect.height()) * 4;
-    const int id = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
-    if (id < 0)
-        return grabError(QLatin1String("shm: shmget: ") + QString::fromLocal8Bit(std::strerror(errno)));
-    void *memory = shmat(id, nullptr, SHM_RDONLY);
-    if (memory == reinterpret_cast<void *>(-1)) {
+    std::optional<SegmentPool::Segment> segment = m_pool->take(bytes);
+    if (!segment) {
+        const int id = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+        if (id < 0)
+            return grabError(QLatin1String("shm: shmget: ") + QString::fromLocal8Bit(std::strerror(errno)));
+        void *memory = shmat(id, nullptr, SHM_RDONLY);
+        if (memory == reinterpret_cast<void *>(-1)) {
+            shmctl(id, IPC_RMID, nullptr);
+            return grabError(QLatin1String("shm: shmat: ") + QString::fromLocal8Bit(std::strerror(errno)));
+        }
+        const xcb_shm_seg_t seg = xcb_generate_id(c);
+        const XcbReply<xcb_generic_error_t> attachError(
+            xcb_request_check(c, xcb_shm_attach_checked(c, seg, uint32_t(id), 0)));
+        // Both sides are attached now (or the server refused), so the segment can be marked for
+        // removal: it disappears with its last user, even if this process crashes.
         shmctl(id, IPC_RMID, nullptr);
-        return grabError(QLatin1String("shm: shmat: ") + QString::fromLocal8Bit(std::strerror(errno)));
+        if (attachError) {
+            shmdt(memory);
+            return grabError(QLatin1String("shm: attach: ") + X11Connection::describe(attachError.get()));
+        }
+        segment = SegmentPool::Segment{seg, memory, bytes};
     }
 
-    const xcb_shm_seg_t segment = xcb_generate_id(c);
-    const XcbReply<xcb_generic_error_t> attachError(
-        xcb_request_check(c, xcb_shm_attach_checked(c, segment, uint32_t(id), 0)));
-    // Both sides are attached now (or the server refused), so the segment can be marked for
-    // removal: it disappears with its last user, even if this process crashes.
-    shmctl(id, IPC_RMID, nullptr);
-    if (attachError) {
-        shmdt(memory);
-        return grabError(QLatin1String("shm: attach: ") + X11Connection::describe(attachError.get()));
-    }
-
-    // From here the Bitmap owns the segment: the server detaches when the last view goes.
-    std::shared_ptr<const void> owner(memory, [connection = m_connection, segment](const void *address) {
-        xcb_shm_detach(connection->get(), segment);
-        xcb_flush(connection->get());
-        shmdt(address);
-    });
+    // From here the Bitmap owns the segment; when its last view goes, the pool takes it back.
+    std::shared_ptr<const void> owner(
+        segment->memory, [pool = m_pool, kept = *segment](const void *) { pool->giveBack(kept); });
 
     xcb_generic_error_t *rawError = nullptr;
     const XcbReply<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(c,
         xcb_shm_get_image(c, drawable, int16_t(rect.x()), int16_t(rect.y()), uint16_t(rect.width()),
-            uint16_t(rect.height()), ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP, segment, 0),
+            uint16_t(rect.height()), ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP, segment->id, 0),
         &rawError));
     const XcbReply<xcb_generic_error_t> error(rawError);
     if (!reply)
@@ -119,8 +184,8 @@ Result<Bitmap> X11Grabber::grabShm(xcb_drawable_t drawable, const QRect &rect, B
     if (!isUsableFormat(reply->depth, bitsPerPixelOfDepth(xcb_get_setup(c), reply->depth), xcb_get_setup(c)))
         return grabError(QStringLiteral("unsupported pixel format, depth %1").arg(reply->depth));
 
-    return Bitmap(rect.size(), qsizetype(rect.width()) * 4, static_cast<const uchar *>(memory), std::move(owner),
-        reply->depth == 32 ? alpha : Bitmap::Alpha::ignored);
+    return Bitmap(rect.size(), qsizetype(rect.width()) * 4, static_cast<const uchar *>(segment->memory),
+        std::move(owner), reply->depth == 32 ? alpha : Bitmap::Alpha::ignored);
 }
 
 Result<Bitmap> X11Grabber::grabPlain(xcb_drawable_t drawable, const QRect &rect, Bitmap::Alpha alpha)

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -39,10 +40,11 @@ int roundAwayFromZero(double value)
 
 } // namespace
 
-X11ScreenCapture::X11ScreenCapture(std::shared_ptr<X11Connection> connection, ScaleOfMonitor scaleOfMonitor)
+X11ScreenCapture::X11ScreenCapture(
+    std::shared_ptr<X11Connection> connection, ScaleOfMonitor scaleOfMonitor, X11Grabber::Pattern grabPattern)
     : m_connection(std::move(connection))
     , m_scaleOfMonitor(std::move(scaleOfMonitor))
-    , m_grabber(m_connection)
+    , m_grabber(m_connection, grabPattern)
 {
 }
 
@@ -175,9 +177,30 @@ Result<Bitmap> X11ScreenCapture::grabDisplayArea(
     const QPoint origin = display.pixelFrame.topLeft()
         + QPoint(
             roundAwayFromZero(areaInPoints.x() * display.scale), roundAwayFromZero(areaInPoints.y() * display.scale));
+    const QRect pixels(origin, QSize(int(size.width), int(size.height)));
+
+    if (m_prefetchedRoot.valid()) {
+        // Used once: a later grab must show the screen as it is then.
+        const std::shared_future<Result<Bitmap>> root = std::exchange(m_prefetchedRoot, {});
+        const Result<Bitmap> &image = root.get();
+        if (image && QRect(QPoint(0, 0), image->size()).contains(pixels))
+            return image->cropped(pixels);
+    }
     const xcb_screen_t *screen = m_connection->screen();
-    return m_grabber.grab(m_connection->root(), QRect(origin, QSize(int(size.width), int(size.height))),
-        QSize(screen->width_in_pixels, screen->height_in_pixels));
+    return m_grabber.grab(m_connection->root(), pixels, QSize(screen->width_in_pixels, screen->height_in_pixels));
+}
+
+std::shared_future<Result<Bitmap>> X11ScreenCapture::startRootGrab()
+{
+    return std::async(std::launch::async, []() -> Result<Bitmap> {
+        Result<std::shared_ptr<X11Connection>> connection = X11Connection::open();
+        if (!connection)
+            return connection.error();
+        const xcb_screen_t *screen = (*connection)->screen();
+        const QSize size(screen->width_in_pixels, screen->height_in_pixels);
+        X11Grabber grabber(*connection, X11Grabber::Pattern::oneShot);
+        return grabber.grab((*connection)->root(), QRect(QPoint(0, 0), size), size);
+    }).share();
 }
 
 bool X11ScreenCapture::compositorRuns()

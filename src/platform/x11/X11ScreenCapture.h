@@ -8,6 +8,7 @@
 #include <xcb/xcb.h>
 
 #include <functional>
+#include <future>
 #include <memory>
 
 class X11Connection;
@@ -22,7 +23,8 @@ public:
     // so that capture and the overlay agree on every screen.
     using ScaleOfMonitor = std::function<double(const QString &name, const QRect &pixelFrame)>;
 
-    X11ScreenCapture(std::shared_ptr<X11Connection> connection, ScaleOfMonitor scaleOfMonitor);
+    X11ScreenCapture(std::shared_ptr<X11Connection> connection, ScaleOfMonitor scaleOfMonitor,
+        X11Grabber::Pattern grabPattern = X11Grabber::Pattern::repeated);
 
     Result<ScreenContent> shareableContent() override;
     Result<Bitmap> grabDisplayArea(const ScreenDisplay &display, const QRectF &areaInPoints, PixelSize size) override;
@@ -30,6 +32,12 @@ public:
     std::optional<QPointF> pointerPosition() override;
 
     QList<ScreenDisplay> displays();
+
+    // Starts reading the whole screen at once, on a thread and a connection of its own. The
+    // command line calls it before Qt starts, so that the grab and Qt's start-up overlap.
+    static std::shared_future<Result<Bitmap>> startRootGrab();
+    // The next display or area grab is cut from `root` (no copy) when it covers the area.
+    void usePrefetchedRoot(std::shared_future<Result<Bitmap>> root) { m_prefetchedRoot = std::move(root); }
 
     // Global device pixels to global points, through the display that holds `pixel`.
     static QPointF toPoints(const QList<ScreenDisplay> &displays, const QPointF &pixel);
@@ -51,4 +59,5 @@ private:
     X11Grabber m_grabber;
     // Pixel geometry of the windows in the last snapshot, for the grab that follows it.
     QHash<quint32, ClientWindow> m_lastWindows;
+    std::shared_future<Result<Bitmap>> m_prefetchedRoot;
 };

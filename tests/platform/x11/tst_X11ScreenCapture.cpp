@@ -45,6 +45,8 @@ void runXrandr(const QStringList &arguments)
 
 } // namespace
 
+Q_DECLARE_METATYPE(X11Grabber::Pattern)
+
 class tst_X11ScreenCapture : public QObject
 {
     Q_OBJECT
@@ -121,17 +123,25 @@ private Q_SLOTS:
     {
         QTest::addColumn<double>("scale");
         QTest::addColumn<QString>("kind");
+        QTest::addColumn<X11Grabber::Pattern>("pattern");
         for (const double scale : {1.0, 1.5, 2.0}) {
             for (const char *kind : {"display", "area", "window"})
-                QTest::addRow("%s at %g", kind, scale) << scale << QString::fromLatin1(kind);
+                QTest::addRow("%s at %g", kind, scale)
+                    << scale << QString::fromLatin1(kind) << X11Grabber::Pattern::repeated;
         }
+        // The command line's path: GetImage instead of shared memory.
+        for (const char *kind : {"display", "area"})
+            QTest::addRow("%s at 2, one shot", kind)
+                << 2.0 << QString::fromLatin1(kind) << X11Grabber::Pattern::oneShot;
     }
 
     void capture()
     {
         QFETCH(double, scale);
         QFETCH(QString, kind);
-        X11ScreenCapture platform(m_x, [scale](const QString &, const QRect &) { return scale; });
+        QFETCH(X11Grabber::Pattern, pattern);
+        X11ScreenCapture platform(
+            m_x, [scale](const QString &, const QRect &) { return scale; }, pattern);
         const QList<ScreenDisplay> displays = platform.displays();
         QCOMPARE(displays.size(), 1);
         const ScreenDisplay display = displays.first();
