@@ -5,6 +5,8 @@
 #include "ScreenshotCommand.h"
 #include "UnixSignalWatcher.h"
 #include "Version.h"
+#include "WindowsCommand.h"
+#include "X11ScreenCapture.h"
 
 #include <QApplication>
 #include <QFile>
@@ -42,6 +44,15 @@ int runCaptureCommand(const Invocation &invocation, int &argc, char **argv)
         QTextStream output(&standardOutput);
         return DisplaysCommand::run(**platform, output, errors);
     }
+    if (invocation.action == Invocation::Action::listWindows) {
+        QTextStream output(&standardOutput);
+        auto *windows = dynamic_cast<WindowListSource *>(platform->get());
+        if (!windows) {
+            errors << "qorvel: this window system lists no windows\n";
+            return 1;
+        }
+        return WindowsCommand::run(*windows, output, errors);
+    }
     const int status = ScreenshotCommand(**platform, root.preferences()).run(screenshot, standardOutput, errors);
     // The file is written and closed, and nothing else is left to clean up. Tearing down Qt and
     // handing back a frame's worth of memory page by page took longer than the capture (50 ms
@@ -73,7 +84,7 @@ int main(int argc, char *argv[])
     // Qt gets the program name alone. QT_QPA_PLATFORM and DISPLAY still choose for Qt.
     int qtArgc = 1;
     char *qtArgv[] = {argv[0], nullptr};
-    if (invocation.action == Invocation::Action::screenshot || invocation.action == Invocation::Action::listDisplays)
+    if (invocation.action != Invocation::Action::runApp)
         return runCaptureCommand(invocation, qtArgc, qtArgv);
 
     QApplication app(qtArgc, qtArgv);

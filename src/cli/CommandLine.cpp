@@ -119,6 +119,7 @@ QString CommandLine::helpText()
         "       qorvel screenshot [--display ID | --window XID] [--area X,Y,W,H] [--format png|jpeg]\n"
         "                         [--quality Q] [-o FILE|-]\n"
         "       qorvel displays\n"
+        "       qorvel windows\n"
         "Screenshots and screen recordings from the system tray.\n"
         "\n"
         "With no command, Qorvel starts in the tray. If it is already running, the running\n"
@@ -135,6 +136,8 @@ QString CommandLine::helpText()
         "    -o, --output FILE write FILE, which must not exist yet; '-' writes to standard output\n"
         "                      (default: the screenshot folder, named by the file name template)\n"
         "  displays     list the displays: id, frame in points, scale, name\n"
+        "  windows      list the windows a selection offers, front to back:\n"
+        "               id, frame in points, owner PID, application\n"
         "\n"
         "Options:\n"
         "  -h, --help     show this help and exit\n"
@@ -146,10 +149,12 @@ Invocation CommandLine::parse(const QStringList &arguments)
     const QString command = arguments.value(1);
     if (command == QLatin1String("screenshot"))
         return parseScreenshot(arguments);
-    if (command == QLatin1String("displays")) {
+    if (command == QLatin1String("displays") || command == QLatin1String("windows")) {
         if (arguments.size() > 2)
             return usageError(QLatin1String("unexpected argument '") + arguments.at(2) + QLatin1Char('\''));
-        return {Invocation::Action::listDisplays, {}, 0, {}};
+        return {
+            command == QLatin1String("displays") ? Invocation::Action::listDisplays : Invocation::Action::listWindows,
+            {}, 0, {}};
     }
 
     QCommandLineParser parser;

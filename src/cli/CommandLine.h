@@ -27,6 +27,7 @@ struct Invocation
         printAndExit, // print `output` and exit with `exitCode`
         screenshot,
         listDisplays,
+        listWindows,
     };
 
     Action action = Action::runApp;

@@ -203,6 +203,21 @@ private Q_SLOTS:
         QCOMPARE(QImage::fromData(run.output, "PNG").size(), QSize(32, 16));
     }
 
+    void listsTheWindowsASelectionOffers()
+    {
+        QProcess process;
+        process.start(QStringLiteral(QORVEL_EXECUTABLE), {QStringLiteral("windows")});
+        QVERIFY(process.waitForFinished(30000));
+        QCOMPARE(process.exitCode(), 0);
+        const QList<QByteArray> lines = process.readAllStandardOutput().trimmed().split('\n');
+        QCOMPARE(lines.size(), 1); // the terminal; the window manager's own windows are not offered
+        const QList<QByteArray> fields = lines.first().split('\t');
+        QCOMPARE(fields.size(), 4);
+        QVERIFY(fields.at(1).startsWith("150,150 "));
+        QCOMPARE(fields.at(2).toLongLong(), m_xterm.processId());
+        QCOMPARE(fields.at(3), QByteArray("xterm"));
+    }
+
     void listsDisplaysInPoints()
     {
         QProcess process;

@@ -36,3 +36,11 @@ QList<SnapWindow> WindowFilter::filter(
     }
     return kept;
 }
+
+Result<QList<SnapWindow>> WindowFilter::fetch(WindowListSource &source, qint64 ownPid)
+{
+    const Result<QList<WindowListEntry>> entries = source.windowList();
+    if (!entries)
+        return entries.error();
+    return filter(*entries, ownPid);
+}

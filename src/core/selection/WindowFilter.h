@@ -1,6 +1,7 @@
 #pragma once
 
 #include "WindowListEntry.h"
+#include "WindowListSource.h"
 
 #include <QList>
 #include <QSet>
@@ -17,4 +18,7 @@ public:
 
     static QList<SnapWindow> filter(
         const QList<WindowListEntry> &entries, qint64 excludedPid, double minimumSideInPoints = minimumSide);
+
+    // The candidates for a selection: the source's windows less those of `ownPid`.
+    static Result<QList<SnapWindow>> fetch(WindowListSource &source, qint64 ownPid);
 };

@@ -11,28 +11,6 @@
 
 namespace {
 
-QList<xcb_window_t> windowListProperty(const X11Connection &x, xcb_window_t window, xcb_atom_t property)
-{
-    const auto cookie = xcb_get_property(x.get(), 0, window, property, XCB_ATOM_WINDOW, 0, 1 << 16);
-    const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(x.get(), cookie, nullptr));
-    QList<xcb_window_t> windows;
-    if (!reply || reply->format != 32 || reply->type != XCB_ATOM_WINDOW)
-        return windows;
-    const auto *ids = static_cast<const xcb_window_t *>(xcb_get_property_value(reply.get()));
-    const int count = xcb_get_property_value_length(reply.get()) / 4;
-    windows.reserve(count);
-    for (int i = 0; i < count; ++i)
-        windows << ids[i];
-    return windows;
-}
-
-qint64 cardinal(xcb_get_property_reply_t *reply)
-{
-    if (!reply || reply->format != 32 || xcb_get_property_value_length(reply) < 4)
-        return 0;
-    return *static_cast<const uint32_t *>(xcb_get_property_value(reply));
-}
-
 int roundAwayFromZero(double value)
 {
     return int(std::round(value));
@@ -93,75 +71,14 @@ QList<ScreenDisplay> X11ScreenCapture::displays()
     return displays;
 }
 
-QPointF X11ScreenCapture::toPoints(const QList<ScreenDisplay> &displays, const QPointF &pixel)
-{
-    for (const ScreenDisplay &display : displays) {
-        if (QRectF(display.pixelFrame).contains(pixel))
-            return display.frame.topLeft() + (pixel - QPointF(display.pixelFrame.topLeft())) / display.scale;
-    }
-    return pixel; // off every display: no scale applies
-}
-
-QList<X11ScreenCapture::ClientWindow> X11ScreenCapture::clientWindows()
-{
-    const X11Connection &x = *m_connection;
-    xcb_connection_t *c = x.get();
-
-    // The window manager's stacking list is bottom to top; without one, the root's children are.
-    QList<xcb_window_t> stack = windowListProperty(x, x.root(), x.atom("_NET_CLIENT_LIST_STACKING"));
-    if (stack.isEmpty()) {
-        const XcbReply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c, xcb_query_tree(c, x.root()), nullptr));
-        if (tree) {
-            const xcb_window_t *children = xcb_query_tree_children(tree.get());
-            stack = QList<xcb_window_t>(children, children + xcb_query_tree_children_length(tree.get()));
-        }
-    }
-    std::reverse(stack.begin(), stack.end());
-
-    const xcb_atom_t pidAtom = x.atom("_NET_WM_PID");
-    QList<ClientWindow> windows;
-    for (const xcb_window_t client : std::as_const(stack)) {
-        // The frame is the client's ancestor that is a child of the root: what the user sees.
-        xcb_window_t frame = client;
-        for (int depth = 0; depth < 8; ++depth) {
-            const XcbReply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c, xcb_query_tree(c, frame), nullptr));
-            if (!tree || tree->parent == x.root() || tree->parent == XCB_WINDOW_NONE)
-                break;
-            frame = tree->parent;
-        }
-        const auto attributesCookie = xcb_get_window_attributes(c, frame);
-        const auto geometryCookie = xcb_get_geometry(c, frame);
-        const auto pidCookie = xcb_get_property(c, 0, client, pidAtom, XCB_ATOM_CARDINAL, 0, 1);
-        const XcbReply<xcb_get_window_attributes_reply_t> attributes(
-            xcb_get_window_attributes_reply(c, attributesCookie, nullptr));
-        const XcbReply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(c, geometryCookie, nullptr));
-        const XcbReply<xcb_get_property_reply_t> pid(xcb_get_property_reply(c, pidCookie, nullptr));
-        if (!attributes || !geometry || attributes->map_state != XCB_MAP_STATE_VIEWABLE)
-            continue;
-        const int border = geometry->border_width;
-        windows << ClientWindow{client, frame,
-            QRect(geometry->x, geometry->y, geometry->width + 2 * border, geometry->height + 2 * border),
-            cardinal(pid.get())};
-    }
-    return windows;
-}
-
 Result<ScreenContent> X11ScreenCapture::shareableContent()
 {
     ScreenContent content;
     content.displays = displays();
     m_lastWindows.clear();
-    for (const ClientWindow &window : clientWindows()) {
-        const QPointF topLeft = toPoints(content.displays, window.pixelFrame.topLeft());
-        const double scale = [&] {
-            for (const ScreenDisplay &display : std::as_const(content.displays)) {
-                if (display.pixelFrame.contains(window.pixelFrame.topLeft()))
-                    return display.scale;
-            }
-            return 1.0;
-        }();
+    for (const X11WindowList::Window &window : X11WindowList(m_connection).windows()) {
         content.windows << ScreenWindow{
-            window.client, QRectF(topLeft, QSizeF(window.pixelFrame.size()) / scale), window.pid};
+            window.client, X11WindowList::toPoints(content.displays, window.pixelFrame), window.pid};
         m_lastWindows.insert(window.client, window);
         if (window.pid > 0
             && std::none_of(content.applications.cbegin(), content.applications.cend(),
@@ -212,14 +129,17 @@ bool X11ScreenCapture::compositorRuns()
     return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
-Result<Bitmap> X11ScreenCapture::grabWindow(const ScreenWindow &window, double scale, PixelSize size, WindowShadow)
+Result<Bitmap> X11ScreenCapture::grabWindow(const ScreenWindow &window, double, PixelSize size, WindowShadow shadow)
 {
-    Q_UNUSED(scale);
     const auto found = m_lastWindows.constFind(window.id);
     if (found == m_lastWindows.cend())
         return Error{QStringLiteral("The window was closed or hidden during the selection."), QString()};
-    const ClientWindow &client = *found;
-    const QSize pixels(int(size.width), int(size.height));
+    const X11WindowList::Window &client = *found;
+
+    // The window's own size in pixels, grown by the shadow the client draws when that is wanted.
+    const QMargins margins = shadow == WindowShadow::included ? client.shadowMargins : QMargins();
+    const QRect onRoot
+        = QRect(client.pixelFrame.topLeft(), QSize(int(size.width), int(size.height))).marginsAdded(margins);
 
     // With a compositing manager every top-level window has its own pixmap: the window alone,
     // whatever covers it. Without one, only its visible pixels exist.
@@ -229,15 +149,18 @@ Result<Bitmap> X11ScreenCapture::grabWindow(const ScreenWindow &window, double s
         const XcbReply<xcb_generic_error_t> error(
             xcb_request_check(c, xcb_composite_name_window_pixmap_checked(c, client.frame, pixmap)));
         if (!error) {
-            Result<Bitmap> image = m_grabber.grab(
-                pixmap, QRect(QPoint(0, 0), pixels), client.pixelFrame.size(), Bitmap::Alpha::premultiplied);
+            const XcbReply<xcb_get_geometry_reply_t> frameGeometry(
+                xcb_get_geometry_reply(c, xcb_get_geometry(c, client.frame), nullptr));
+            const QPoint frameOrigin = frameGeometry ? QPoint(frameGeometry->x, frameGeometry->y) : onRoot.topLeft();
+            const QSize pixmapSize = frameGeometry ? QSize(frameGeometry->width, frameGeometry->height) : onRoot.size();
+            Result<Bitmap> image
+                = m_grabber.grab(pixmap, onRoot.translated(-frameOrigin), pixmapSize, Bitmap::Alpha::premultiplied);
             xcb_free_pixmap(c, pixmap);
             return image;
         }
     }
     const xcb_screen_t *screen = m_connection->screen();
-    return m_grabber.grab(m_connection->root(), QRect(client.pixelFrame.topLeft(), pixels),
-        QSize(screen->width_in_pixels, screen->height_in_pixels));
+    return m_grabber.grab(m_connection->root(), onRoot, QSize(screen->width_in_pixels, screen->height_in_pixels));
 }
 
 std::optional<QPointF> X11ScreenCapture::pointerPosition()
@@ -247,5 +170,10 @@ std::optional<QPointF> X11ScreenCapture::pointerPosition()
         xcb_query_pointer_reply(c, xcb_query_pointer(c, m_connection->root()), nullptr));
     if (!pointer)
         return std::nullopt;
-    return toPoints(displays(), QPointF(pointer->root_x, pointer->root_y));
+    return X11WindowList::toPoints(displays(), QRect(pointer->root_x, pointer->root_y, 1, 1)).topLeft();
+}
+
+Result<QList<WindowListEntry>> X11ScreenCapture::windowList()
+{
+    return X11WindowList::entries(X11WindowList(m_connection).windows(), displays());
 }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "ScreenCapturePlatform.h"
+#include "WindowListSource.h"
 #include "X11Grabber.h"
+#include "X11WindowList.h"
 
 #include <QHash>
 
@@ -16,7 +18,7 @@ class X11Connection;
 // Screen content and grabs on X11. Displays are RandR monitors (id = the monitor's first
 // output, or its name atom for a monitor without outputs); windows are the window manager's
 // clients, front to back, framed as the window manager frames them.
-class X11ScreenCapture : public ScreenCapturePlatform
+class X11ScreenCapture : public ScreenCapturePlatform, public WindowListSource
 {
 public:
     // Pixels per point of the monitor called `name` with `pixelFrame`: the toolkit's answer,
@@ -30,6 +32,7 @@ public:
     Result<Bitmap> grabDisplayArea(const ScreenDisplay &display, const QRectF &areaInPoints, PixelSize size) override;
     Result<Bitmap> grabWindow(const ScreenWindow &window, double scale, PixelSize size, WindowShadow shadow) override;
     std::optional<QPointF> pointerPosition() override;
+    Result<QList<WindowListEntry>> windowList() override;
 
     QList<ScreenDisplay> displays();
 
@@ -39,25 +42,13 @@ public:
     // The next display or area grab is cut from `root` (no copy) when it covers the area.
     void usePrefetchedRoot(std::shared_future<Result<Bitmap>> root) { m_prefetchedRoot = std::move(root); }
 
-    // Global device pixels to global points, through the display that holds `pixel`.
-    static QPointF toPoints(const QList<ScreenDisplay> &displays, const QPointF &pixel);
-
 private:
-    struct ClientWindow
-    {
-        xcb_window_t client = 0;
-        xcb_window_t frame = 0;
-        QRect pixelFrame;
-        qint64 pid = 0;
-    };
-
-    QList<ClientWindow> clientWindows();
     bool compositorRuns();
 
     std::shared_ptr<X11Connection> m_connection;
     ScaleOfMonitor m_scaleOfMonitor;
     X11Grabber m_grabber;
     // Pixel geometry of the windows in the last snapshot, for the grab that follows it.
-    QHash<quint32, ClientWindow> m_lastWindows;
+    QHash<quint32, X11WindowList::Window> m_lastWindows;
     std::shared_future<Result<Bitmap>> m_prefetchedRoot;
 };

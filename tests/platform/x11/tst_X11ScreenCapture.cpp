@@ -3,6 +3,9 @@
 #include "X11Connection.h"
 #include "X11ScreenCapture.h"
 #include "X11ScreenCaptureAccess.h"
+#include "X11WindowList.h"
+
+#include <QCoreApplication>
 
 #include <QProcess>
 #include <QTest>
@@ -107,6 +110,19 @@ private:
             [window](const ScreenWindow &w) { return w.id == window; });
     }
 
+    void setAtomProperty(xcb_window_t window, const char *property, const char *value)
+    {
+        const xcb_atom_t atom = m_x->atom(value);
+        xcb_change_property(
+            m_x->get(), XCB_PROP_MODE_REPLACE, window, m_x->atom(property), XCB_ATOM_ATOM, 32, 1, &atom);
+    }
+
+    void setCardinals(xcb_window_t window, const char *property, const QList<uint32_t> &values)
+    {
+        xcb_change_property(m_x->get(), XCB_PROP_MODE_REPLACE, window, m_x->atom(property), XCB_ATOM_CARDINAL, 32,
+            uint32_t(values.size()), values.constData());
+    }
+
 private Q_SLOTS:
     void initTestCase()
     {
@@ -208,6 +224,61 @@ private Q_SLOTS:
         X11ScreenCaptureAccess access(m_x);
         QVERIFY(access.preflight());
         QCOMPARE(access.probe().outcome, ScreenCaptureAccess::ProbeOutcome::ok);
+    }
+
+    void windowListReadsWhatTheFilterNeeds()
+    {
+        xcb_connection_t *c = m_x->get();
+        // Properties set before mapping, as applications do.
+        const auto unmapped = [&](const QPoint &at) {
+            const xcb_window_t window = xcb_generate_id(c);
+            const uint32_t black = 0;
+            xcb_create_window(c, XCB_COPY_FROM_PARENT, window, m_x->root(), int16_t(at.x()), int16_t(at.y()), 120, 90,
+                0, XCB_WINDOW_CLASS_INPUT_OUTPUT, m_x->screen()->root_visual, XCB_CW_BACK_PIXEL, &black);
+            return window;
+        };
+        const xcb_window_t dock = unmapped(QPoint(0, 900));
+        setAtomProperty(dock, "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_DOCK");
+        const xcb_window_t above = unmapped(QPoint(300, 500));
+        setAtomProperty(above, "_NET_WM_STATE", "_NET_WM_STATE_ABOVE");
+        setCardinals(above, "_NET_WM_WINDOW_OPACITY", {0x7fffffff});
+        const xcb_window_t shadowed = unmapped(QPoint(500, 500));
+        setCardinals(shadowed, "_GTK_FRAME_EXTENTS", {10, 12, 14, 16});
+        const char instance[] = "shadowed\0Qorvel-test";
+        xcb_change_property(
+            c, XCB_PROP_MODE_REPLACE, shadowed, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8, sizeof(instance), instance);
+        for (const xcb_window_t window : {dock, above, shadowed})
+            xcb_map_window(c, window);
+        xcb_flush(c);
+
+        const X11WindowList list(m_x);
+        const auto find = [&](xcb_window_t id) -> std::optional<X11WindowList::Window> {
+            for (const X11WindowList::Window &window : list.windows()) {
+                if (window.client == id)
+                    return window;
+            }
+            return std::nullopt;
+        };
+        QTRY_VERIFY(find(dock) && find(above) && find(shadowed));
+        QCOMPARE(find(dock)->layer, 20);
+        QCOMPARE(find(above)->layer, 3);
+        QVERIFY(qAbs(find(above)->alpha - 0.5) < 0.001);
+        QCOMPARE(find(shadowed)->layer, 0);
+        QCOMPARE(find(shadowed)->shadowMargins, QMargins(10, 14, 12, 16));
+        QCOMPARE(find(shadowed)->instanceName, QStringLiteral("shadowed"));
+        // Nobody set _NET_WM_PID: the server itself knows whose windows these are.
+        QCOMPARE(find(shadowed)->pid, QCoreApplication::applicationPid());
+        const QRect outer = find(shadowed)->pixelFrame.marginsAdded(find(shadowed)->shadowMargins);
+        QVERIFY2(outer.width() >= 120, "the margins are taken off the frame, not added to it");
+
+        // Minimised windows are not on screen.
+        setAtomProperty(shadowed, "_NET_WM_STATE", "_NET_WM_STATE_HIDDEN");
+        xcb_unmap_window(c, shadowed);
+        xcb_flush(c);
+        QTRY_VERIFY(!find(shadowed));
+        for (const xcb_window_t window : {dock, above, shadowed})
+            xcb_destroy_window(c, window);
+        xcb_flush(c);
     }
 
     // Last: it changes the server's monitors for good.
