@@ -1,0 +1,148 @@
+#include "SelectionInteraction.h"
+
+#include <QTest>
+
+namespace {
+
+const QRectF bounds(0, 0, 1280, 800);
+
+SnapLevel window(quint32 id, const QRectF &frame)
+{
+    return {SnapLevel::Window{id}, frame};
+}
+
+QList<SnapLevel> stackOver(quint32 windowId)
+{
+    return {{SnapLevel::Element{}, QRectF(110, 110, 200, 100)}, window(windowId, QRectF(100, 100, 600, 400)),
+        {SnapLevel::Display{}, bounds}};
+}
+
+} // namespace
+
+class tst_SelectionInteraction : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void clickOrDrag_data()
+    {
+        QTest::addColumn<double>("distance");
+        QTest::addColumn<bool>("isDrag");
+        QTest::newRow("3.9 points is a click") << 3.9 << false;
+        QTest::newRow("4.0 points is a drag") << 4.0 << true;
+    }
+
+    void clickOrDrag()
+    {
+        QFETCH(double, distance);
+        QFETCH(bool, isDrag);
+        SelectionInteraction interaction(bounds, 1.0);
+        interaction.setLevels(stackOver(1), 0);
+        // A 3-4-5 triangle from the origin keeps the distance exact in floating point.
+        const QPointF end(0.6 * distance, 0.8 * distance);
+        QVERIFY(!interaction.press(QPointF(0, 0)));
+        interaction.drag(end);
+        const SelectionInteraction::Release release = interaction.release(end);
+        QVERIFY(release.selection);
+        QCOMPARE(std::holds_alternative<QRectF>(*release.selection), isDrag);
+        if (!isDrag) {
+            const auto hover = std::get<SelectionInteraction::Hover>(*release.selection);
+            QCOMPARE(hover.rect, QRectF(110, 110, 200, 100));
+        }
+    }
+
+    void dragsAlignToPixelsAndStayInTheView()
+    {
+        SelectionInteraction interaction(bounds, 2.0);
+        interaction.setLevels(stackOver(1), 1);
+        QVERIFY(!interaction.press(QPointF(10.2, 10.2)));
+        QVERIFY(interaction.drag(QPointF(20.1, 15.6)));
+        QVERIFY(interaction.levels().isEmpty());
+        QCOMPARE(*interaction.dragRect(), QRectF(10.0, 10.0, 10.5, 6.0));
+        QCOMPARE(interaction.sizeLabelText(), QStringLiteral("21 \u00d7 12"));
+        QCOMPARE(interaction.highlight().border, SelectionInteraction::Highlight::Border::drag);
+        // The stack is frozen while dragging.
+        QVERIFY(!interaction.setLevels(stackOver(1), 0));
+        QVERIFY(!interaction.scroll(1, false, false));
+
+        interaction.drag(QPointF(5000, -300));
+        QCOMPARE(*interaction.dragRect(), QRectF(10.0, 0.0, 1270.0, 10.5));
+        const SelectionInteraction::Release release = interaction.release(QPointF(5000, -300));
+        QCOMPARE(std::get<QRectF>(*release.selection), QRectF(10.0, 0.0, 1270.0, 10.5));
+    }
+
+    void aDragOfNoPixelsIsDiscarded()
+    {
+        // At scale 0.1 a 4-point-wide drag is 0.4 pixels: nothing to capture.
+        SelectionInteraction interaction(bounds, 0.1);
+        interaction.press(QPointF(100, 100));
+        QVERIFY(interaction.drag(QPointF(100, 140)));
+        const SelectionInteraction::Release release = interaction.release(QPointF(100, 140));
+        QVERIFY(!release.selection);
+        QCOMPARE(*release.hoverAgainAt, QPointF(100, 140));
+        QVERIFY(!interaction.dragRect());
+    }
+
+    void wheelSteps_data()
+    {
+        QTest::addColumn<QList<double>>("deltas");
+        QTest::addColumn<bool>("precise");
+        QTest::addColumn<bool>("momentum");
+        QTest::addColumn<qsizetype>("index");
+        QTest::newRow("one notch up") << QList<double>{1.0} << false << false << qsizetype(1);
+        QTest::newRow("one notch down at the smallest") << QList<double>{-1.0} << false << false << qsizetype(0);
+        QTest::newRow("touchpad under 16") << QList<double>{10.0, 5.9} << true << false << qsizetype(0);
+        QTest::newRow("touchpad adds up to 16") << QList<double>{10.0, 6.0} << true << false << qsizetype(1);
+        QTest::newRow("momentum never steps") << QList<double>{40.0} << true << true << qsizetype(0);
+    }
+
+    void wheelSteps()
+    {
+        QFETCH(QList<double>, deltas);
+        QFETCH(bool, precise);
+        QFETCH(bool, momentum);
+        QFETCH(qsizetype, index);
+        SelectionInteraction interaction(bounds, 1.0);
+        interaction.setLevels(stackOver(1), 0);
+        for (const double delta : deltas)
+            interaction.scroll(delta, precise, momentum);
+        QCOMPARE(interaction.levelIndex(), index);
+    }
+
+    void scrollOffsetBelongsToOneWindow()
+    {
+        SelectionInteraction interaction(bounds, 1.0);
+        interaction.setLevels(stackOver(1), 0);
+        interaction.scroll(1, false, false);
+        interaction.scroll(1, false, false);
+        QCOMPARE(interaction.levelIndex(), 2);
+        QCOMPARE(interaction.levelOffset(), 2);
+        QVERIFY(!interaction.scroll(1, false, false)); // already at the display
+        QCOMPARE(interaction.levelOffset(), 2);
+
+        interaction.setLevels(stackOver(1), 0); // moving within window 1
+        QCOMPARE(interaction.levelIndex(), 2);
+        interaction.setLevels(stackOver(2), 0); // into window 2
+        QCOMPARE(interaction.levelOffset(), 0);
+        QCOMPARE(interaction.levelIndex(), 0);
+    }
+
+    void labelFlipsAtTheEdges_data()
+    {
+        QTest::addColumn<QPointF>("pointer");
+        QTest::addColumn<QPointF>("expected");
+        QTest::newRow("right of and below the pointer") << QPointF(100, 100) << QPointF(116, 116);
+        QTest::newRow("left near the right edge") << QPointF(1250, 100) << QPointF(1154, 116);
+        QTest::newRow("above near the bottom edge") << QPointF(100, 790) << QPointF(116, 754);
+    }
+
+    void labelFlipsAtTheEdges()
+    {
+        QFETCH(QPointF, pointer);
+        QFETCH(QPointF, expected);
+        QCOMPARE(SelectionInteraction::labelPosition(pointer, QSizeF(80, 20), bounds), expected);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_SelectionInteraction)
+#include "tst_SelectionInteraction.moc"
