@@ -108,3 +108,17 @@ void CompositionRoot::startEarlyScreenGrab()
     if (x11)
         m_earlyScreenGrab = X11ScreenCapture::startRootGrab();
 }
+
+QScreen *CompositionRoot::screenFor(const ScreenDisplay &display)
+{
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    for (QScreen *screen : screens) {
+        if (screen->name() == display.name)
+            return screen;
+    }
+    for (QScreen *screen : screens) {
+        if (screen->geometry().topLeft() == display.pixelFrame.topLeft())
+            return screen;
+    }
+    return nullptr;
+}

@@ -7,6 +7,8 @@
 #include "X11Grabber.h"
 
 #include <future>
+
+class QScreen;
 #include <memory>
 
 // The one place that reads the environment and picks backends. Everything below it is
@@ -37,6 +39,9 @@ public:
     // its scale needs Qt): this starts that read when the session is X11, and screenCapture()
     // serves the first display grab from it.
     void startEarlyScreenGrab();
+
+    // The Qt screen that shows `display`: by name, else by origin.
+    static QScreen *screenFor(const ScreenDisplay &display);
 
 private:
     Preferences m_preferences;

@@ -1,69 +1,16 @@
 #include "AppDelegate.h"
+#include "CaptureCommands.h"
 #include "CommandLine.h"
 #include "CompositionRoot.h"
-#include "DisplaysCommand.h"
-#include "ScreenshotCommand.h"
 #include "UnixSignalWatcher.h"
 #include "Version.h"
-#include "WindowsCommand.h"
-#include "X11ScreenCapture.h"
 
 #include <QApplication>
-#include <QFile>
 #include <QLocale>
 #include <QTextStream>
 
 #include <csignal>
 #include <cstdio>
-#include <unistd.h>
-
-namespace {
-
-// The command-line captures run without the tray: no single-instance claim, no widgets.
-int runCaptureCommand(const Invocation &invocation, int &argc, char **argv)
-{
-    CompositionRoot root;
-    const ScreenshotOptions &screenshot = invocation.screenshot;
-    if (invocation.action == Invocation::Action::screenshot && !screenshot.windowId && !screenshot.areaInPoints)
-        root.startEarlyScreenGrab();
-
-    QGuiApplication app(argc, argv);
-    QTextStream errors(stderr);
-    root.preferences().registerDefaults();
-    const Result<std::shared_ptr<ScreenCapturePlatform>> platform = root.screenCapture(X11Grabber::Pattern::oneShot);
-    if (!platform) {
-        errors << "qorvel: " << platform.error().message << '\n';
-        return 1;
-    }
-    QFile standardOutput;
-    if (!standardOutput.open(stdout, QIODevice::WriteOnly)) {
-        errors << "qorvel: couldn't open standard output\n";
-        return 1;
-    }
-    if (invocation.action == Invocation::Action::listDisplays) {
-        QTextStream output(&standardOutput);
-        return DisplaysCommand::run(**platform, output, errors);
-    }
-    if (invocation.action == Invocation::Action::listWindows) {
-        QTextStream output(&standardOutput);
-        auto *windows = dynamic_cast<WindowListSource *>(platform->get());
-        if (!windows) {
-            errors << "qorvel: this window system lists no windows\n";
-            return 1;
-        }
-        return WindowsCommand::run(*windows, output, errors);
-    }
-    const int status = ScreenshotCommand(**platform, root.preferences()).run(screenshot, standardOutput, errors);
-    // The file is written and closed, and nothing else is left to clean up. Tearing down Qt and
-    // handing back a frame's worth of memory page by page took longer than the capture (50 ms
-    // of a 4K screenshot's 150); the kernel reclaims it all at once.
-    standardOutput.close();
-    errors.flush();
-    std::fflush(nullptr);
-    _exit(status);
-}
-
-} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -85,7 +32,7 @@ int main(int argc, char *argv[])
     int qtArgc = 1;
     char *qtArgv[] = {argv[0], nullptr};
     if (invocation.action != Invocation::Action::runApp)
-        return runCaptureCommand(invocation, qtArgc, qtArgv);
+        CaptureCommands::run(invocation, qtArgc, qtArgv);
 
     QApplication app(qtArgc, qtArgv);
     QApplication::setApplicationName(QStringLiteral("Qorvel"));

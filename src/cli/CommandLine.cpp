@@ -67,7 +67,8 @@ Invocation parseScreenshot(const QStringList &arguments)
     const QCommandLineOption format(QStringLiteral("format"), QString(), QStringLiteral("FORMAT"));
     const QCommandLineOption quality(QStringLiteral("quality"), QString(), QStringLiteral("Q"));
     const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")}, QString(), QStringLiteral("FILE"));
-    parser.addOptions({help, display, window, area, format, quality, output});
+    const QCommandLineOption select(QStringLiteral("select"), QString());
+    parser.addOptions({help, display, window, area, format, quality, output, select});
     if (std::optional<Invocation> error = parseOptions(parser, arguments))
         return *error;
     if (parser.isSet(help))
@@ -78,6 +79,10 @@ Invocation parseScreenshot(const QStringList &arguments)
 
     Invocation invocation{Invocation::Action::screenshot, {}, 0, {}};
     ScreenshotOptions &options = invocation.screenshot;
+    if (parser.isSet(select) && (parser.isSet(window) || parser.isSet(display) || parser.isSet(area)))
+        return usageError(
+            QStringLiteral("--select lets you choose the target; it takes no --display, --area or --window"));
+    options.select = parser.isSet(select);
     if (parser.isSet(window) && (parser.isSet(display) || parser.isSet(area)))
         return usageError(QStringLiteral("--window captures one window; it takes no --display or --area"));
     if (parser.isSet(display)) {
@@ -114,34 +119,36 @@ Invocation parseScreenshot(const QStringList &arguments)
 
 QString CommandLine::helpText()
 {
-    return QStringLiteral(
-        "Usage: qorvel [OPTION]\n"
-        "       qorvel screenshot [--display ID | --window XID] [--area X,Y,W,H] [--format png|jpeg]\n"
-        "                         [--quality Q] [-o FILE|-]\n"
-        "       qorvel displays\n"
-        "       qorvel windows\n"
-        "Screenshots and screen recordings from the system tray.\n"
-        "\n"
-        "With no command, Qorvel starts in the tray. If it is already running, the running\n"
-        "instance shows its settings window and this command exits.\n"
-        "\n"
-        "Commands:\n"
-        "  screenshot   capture the display under the pointer, a display, an area or a window\n"
-        "    --display ID      the display to capture (ids from 'qorvel displays')\n"
-        "    --area X,Y,W,H    an area in points from the display's top-left corner\n"
-        "                      (of --display, or of the primary display)\n"
-        "    --window XID      one window, on its own\n"
-        "    --format FORMAT   png or jpeg (default: from -o's extension, else the preferences)\n"
-        "    --quality Q       JPEG quality from 0 to 1 (default: the preferences, 0.9)\n"
-        "    -o, --output FILE write FILE, which must not exist yet; '-' writes to standard output\n"
-        "                      (default: the screenshot folder, named by the file name template)\n"
-        "  displays     list the displays: id, frame in points, scale, name\n"
-        "  windows      list the windows a selection offers, front to back:\n"
-        "               id, frame in points, owner PID, application\n"
-        "\n"
-        "Options:\n"
-        "  -h, --help     show this help and exit\n"
-        "  -v, --version  show the version and exit\n");
+    return QStringLiteral("Usage: qorvel [OPTION]\n"
+                          "       qorvel screenshot [--select | --display ID | --window XID] [--area X,Y,W,H]\n"
+                          "                         [--format png|jpeg]\n"
+                          "                         [--quality Q] [-o FILE|-]\n"
+                          "       qorvel displays\n"
+                          "       qorvel windows\n"
+                          "Screenshots and screen recordings from the system tray.\n"
+                          "\n"
+                          "With no command, Qorvel starts in the tray. If it is already running, the running\n"
+                          "instance shows its settings window and this command exits.\n"
+                          "\n"
+                          "Commands:\n"
+                          "  screenshot   capture the display under the pointer, a display, an area or a window\n"
+                          "    --select          choose a window, an area or a display with the pointer;\n"
+                          "                      Escape cancels (exit status 1, no file)\n"
+                          "    --display ID      the display to capture (ids from 'qorvel displays')\n"
+                          "    --area X,Y,W,H    an area in points from the display's top-left corner\n"
+                          "                      (of --display, or of the primary display)\n"
+                          "    --window XID      one window, on its own\n"
+                          "    --format FORMAT   png or jpeg (default: from -o's extension, else the preferences)\n"
+                          "    --quality Q       JPEG quality from 0 to 1 (default: the preferences, 0.9)\n"
+                          "    -o, --output FILE write FILE, which must not exist yet; '-' writes to standard output\n"
+                          "                      (default: the screenshot folder, named by the file name template)\n"
+                          "  displays     list the displays: id, frame in points, scale, name\n"
+                          "  windows      list the windows a selection offers, front to back:\n"
+                          "               id, frame in points, owner PID, application\n"
+                          "\n"
+                          "Options:\n"
+                          "  -h, --help     show this help and exit\n"
+                          "  -v, --version  show the version and exit\n");
 }
 
 Invocation CommandLine::parse(const QStringList &arguments)

@@ -15,6 +15,7 @@ struct ScreenshotOptions
     std::optional<QRectF> areaInPoints; // local to the display
     std::optional<ImageFormat> format;
     std::optional<double> quality;
+    bool select = false; // the user picks the target in the selection overlay
     QString outputPath; // empty: the screenshot folder under the template name; "-": standard output
 };
 

@@ -70,9 +70,10 @@ ScreenshotCommand::ScreenshotCommand(ScreenCapturePlatform &platform, const Pref
 {
 }
 
-int ScreenshotCommand::run(const ScreenshotOptions &options, QIODevice &standardOutput, QTextStream &errors)
+int ScreenshotCommand::run(const ScreenshotOptions &options, QIODevice &standardOutput, QTextStream &errors,
+    const std::optional<CaptureTarget> &chosen)
 {
-    const Result<CaptureTarget> target = chooseTarget(options, m_platform);
+    const Result<CaptureTarget> target = chosen ? Result<CaptureTarget>(*chosen) : chooseTarget(options, m_platform);
     if (!target)
         return fail(errors, target.error());
 

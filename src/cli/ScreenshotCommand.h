@@ -1,6 +1,9 @@
 #pragma once
 
+#include "CaptureTarget.h"
 #include "CommandLine.h"
+
+#include <optional>
 
 class QIODevice;
 class QTextStream;
@@ -14,8 +17,10 @@ class ScreenshotCommand
 public:
     ScreenshotCommand(ScreenCapturePlatform &platform, const Preferences &preferences);
 
-    // The exit status: 0, or 1 after printing the error's description to `errors`.
-    int run(const ScreenshotOptions &options, QIODevice &standardOutput, QTextStream &errors);
+    // The exit status: 0, or 1 after printing the error's description to `errors`. `chosen` is a
+    // target the user picked in the selection overlay; without it the options decide.
+    int run(const ScreenshotOptions &options, QIODevice &standardOutput, QTextStream &errors,
+        const std::optional<CaptureTarget> &chosen = std::nullopt);
 
 private:
     ScreenCapturePlatform &m_platform;

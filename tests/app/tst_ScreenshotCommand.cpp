@@ -203,6 +203,60 @@ private Q_SLOTS:
         QCOMPARE(QImage::fromData(run.output, "PNG").size(), QSize(32, 16));
     }
 
+    // The user's hand is xdotool: it moves, drags, clicks and types while the overlay is up.
+    void selectsWithThePointer_data()
+    {
+        QTest::addColumn<QStringList>("gesture");
+        QTest::addColumn<QSize>("size");
+        QTest::newRow("drag an area") << QStringList{QStringLiteral("mousemove 600 600 mousedown 1 mousemove 700 650"),
+            QStringLiteral("mousemove 900 750 mouseup 1")}
+                                      << QSize(300, 150);
+        // (0, 0): the window as framed, whatever its size; (-1, -1): no file at all.
+        QTest::newRow("click a window") << QStringList{QStringLiteral("mousemove 300 300 click 1")} << QSize(0, 0);
+        QTest::newRow("escape") << QStringList{QStringLiteral("key Escape")} << QSize(-1, -1);
+    }
+
+    void selectsWithThePointer()
+    {
+        QFETCH(QStringList, gesture);
+        QFETCH(QSize, size);
+        const QString file
+            = m_dir.filePath(QStringLiteral("selected-%1.png").arg(QString::fromLatin1(QTest::currentDataTag())));
+        QProcess::execute(
+            QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QStringLiteral("1000"), QStringLiteral("900")});
+        QProcess selection;
+        selection.start(QStringLiteral(QORVEL_EXECUTABLE),
+            {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"), file});
+        // The overlay is up once a window of that process is visible.
+        QTRY_VERIFY_WITH_TIMEOUT(QProcess::execute(QStringLiteral("xdotool"),
+                                     {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                         QStringLiteral("--pid"), QString::number(selection.processId())})
+                    == 0
+                || selection.state() != QProcess::Running,
+            10000);
+        QTest::qWait(300);
+        for (const QString &step : gesture) {
+            QProcess::execute(QStringLiteral("xdotool"), step.split(QLatin1Char(' ')));
+            QTest::qWait(100);
+        }
+        // It may have finished while the gesture ran; waitForFinished() is false for that.
+        QVERIFY(selection.state() == QProcess::NotRunning || selection.waitForFinished(10000));
+        if (size == QSize(-1, -1)) {
+            QCOMPARE(selection.exitCode(), 1);
+            QVERIFY(!QFile::exists(file));
+            return;
+        }
+        QVERIFY2(selection.exitCode() == 0, selection.readAllStandardError().constData());
+        const QImage image(file);
+        if (!size.isEmpty()) {
+            QCOMPARE(image.size(), size);
+        } else {
+            // A click on the terminal takes the window as the window manager frames it.
+            QVERIFY2(image.width() > 600 && image.height() > 400,
+                qPrintable(QStringLiteral("%1x%2").arg(image.width()).arg(image.height())));
+        }
+    }
+
     void listsTheWindowsASelectionOffers()
     {
         QProcess process;

@@ -21,3 +21,8 @@ PixelSize pixelSize(const QSizeF &sizeInPoints, double scale)
 {
     return {toPixels(sizeInPoints.width(), scale), toPixels(sizeInPoints.height(), scale)};
 }
+
+QPoint pixelOrigin(const QPointF &points, double scale)
+{
+    return QPoint(int(toPixels(points.x(), scale)), int(toPixels(points.y(), scale)));
+}

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QPoint>
+#include <QPointF>
 #include <QSizeF>
 #include <QtGlobal>
 
@@ -16,3 +18,7 @@ struct PixelSize
 // Points times scale, rounded to the nearest integer with halves away from zero. A product that
 // is not finite or does not fit 64 bits is a programming fault and stops the process.
 PixelSize pixelSize(const QSizeF &sizeInPoints, double scale);
+
+// The pixel where an area that starts at `points` begins: rounded like pixelSize, so an area and
+// its size always land on the same pixels.
+QPoint pixelOrigin(const QPointF &points, double scale);

@@ -11,11 +11,6 @@
 
 namespace {
 
-int roundAwayFromZero(double value)
-{
-    return int(std::round(value));
-}
-
 } // namespace
 
 X11ScreenCapture::X11ScreenCapture(
@@ -91,9 +86,7 @@ Result<ScreenContent> X11ScreenCapture::shareableContent()
 Result<Bitmap> X11ScreenCapture::grabDisplayArea(
     const ScreenDisplay &display, const QRectF &areaInPoints, PixelSize size)
 {
-    const QPoint origin = display.pixelFrame.topLeft()
-        + QPoint(
-            roundAwayFromZero(areaInPoints.x() * display.scale), roundAwayFromZero(areaInPoints.y() * display.scale));
+    const QPoint origin = display.pixelFrame.topLeft() + pixelOrigin(areaInPoints.topLeft(), display.scale);
     const QRect pixels(origin, QSize(int(size.width), int(size.height)));
 
     if (m_prefetchedRoot.valid()) {

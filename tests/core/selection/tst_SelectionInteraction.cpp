@@ -1,3 +1,4 @@
+#include "MagnifierGeometry.h"
 #include "SelectionInteraction.h"
 
 #include <QTest>
@@ -141,6 +142,16 @@ private Q_SLOTS:
         QFETCH(QPointF, pointer);
         QFETCH(QPointF, expected);
         QCOMPARE(SelectionInteraction::labelPosition(pointer, QSizeF(80, 20), bounds), expected);
+    }
+
+    void magnifierLooksAtThePixelUnderThePointer()
+    {
+        QCOMPARE(MagnifierGeometry::readout(QPointF(100.7, 50.2)), QStringLiteral("100  \u00d7  50"));
+        QCOMPARE(MagnifierGeometry::sourcePixels(QPointF(100, 50), 2.0), QRect(193, 93, 15, 15));
+        QCOMPARE(MagnifierGeometry::sourcePixels(QPointF(0.2, 0.2), 1.0), QRect(-7, -7, 15, 15));
+        // Above and right of the pointer; left near the right edge, below near the top.
+        QCOMPARE(MagnifierGeometry::position(QPointF(400, 400), bounds), QPointF(420, 240));
+        QCOMPARE(MagnifierGeometry::position(QPointF(1200, 100), bounds), QPointF(1060, 120));
     }
 };
 

@@ -1,0 +1,152 @@
+#include "SelectionOverlayController.h"
+
+#include "SelectionOverlayView.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+
+#include <cmath>
+
+namespace {
+
+// Element rectangles come from another application in points: snap them outward to whole
+// pixels of this display, inside it, as a drag would be.
+QRectF pixelAligned(const QRectF &rect, const QRectF &bounds, double scale)
+{
+    QRectF inside = rect.intersected(bounds);
+    if (scale > 0) {
+        const double left = std::floor(inside.left() * scale);
+        const double top = std::floor(inside.top() * scale);
+        const double right = std::ceil(inside.right() * scale);
+        const double bottom = std::ceil(inside.bottom() * scale);
+        inside = QRectF(left / scale, top / scale, (right - left) / scale, (bottom - top) / scale);
+    }
+    return inside.intersected(bounds);
+}
+
+QList<SnapLevel> toView(const QList<SnapLevel> &levels, const QPointF &displayOrigin)
+{
+    QList<SnapLevel> moved = levels;
+    for (SnapLevel &level : moved)
+        level.frame.translate(-displayOrigin);
+    return moved;
+}
+
+} // namespace
+
+QString SelectionOverlayController::hintText(bool hasElementFinder)
+{
+    return hasElementFinder
+        ? QStringLiteral(
+            "Drag: area  \u00b7  Click: element or window  \u00b7  Scroll: smaller / larger  \u00b7  Esc: cancel")
+        : QStringLiteral("Drag: area  \u00b7  Click: window  \u00b7  Scroll: window / screen  \u00b7  Esc: cancel");
+}
+
+SelectionOverlayController::SelectionOverlayController(QObject *parent)
+    : QObject(parent)
+{
+}
+
+SelectionOverlayController::~SelectionOverlayController()
+{
+    for (const QPointer<SelectionOverlayView> &view : std::as_const(m_views))
+        delete view.data();
+}
+
+void SelectionOverlayController::start(
+    const QList<Display> &displays, const QList<SnapWindow> &windows, bool showsMagnifier, Completion completion)
+{
+    if (isOpen())
+        return;
+    m_completion = std::move(completion);
+    m_cachedElements.clear();
+
+    const QPoint pointer = QCursor::pos();
+    SelectionOverlayView *keyView = nullptr;
+    for (const Display &display : displays) {
+        if (!display.screen || display.frozen.isNull())
+            continue;
+        auto view = new SelectionOverlayView(display.frozen, display.display.scale, showsMagnifier);
+        view->setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
+            | Qt::X11BypassWindowManagerHint | Qt::NoDropShadowWindowHint);
+        view->setAttribute(Qt::WA_DeleteOnClose);
+        view->setScreen(display.screen);
+        view->setGeometry(display.screen->geometry());
+
+        const QRectF displayRect = display.display.frame;
+        const QPointer<SelectionOverlayView> weakView(view);
+        view->onHoverMove = [this, weakView, displayRect, windows](const QPointF &inView) {
+            if (!weakView)
+                return;
+            const HoverResult hover = HoverResolution::resolve(
+                inView + displayRect.topLeft(), displayRect, windows, m_cachedElements, false);
+            weakView->setLevels(toView(hover.levels, displayRect.topLeft()), hover.preferredIndex);
+        };
+        view->onSelect = [this, weakView, display](const SelectionInteraction::Selection &selection) {
+            if (!weakView)
+                return;
+            finish(targetFor(display, *weakView, selection));
+        };
+        view->onCancel = [this] { finish(std::nullopt); };
+        m_views << view;
+
+        if (display.screen->geometry().contains(pointer)) {
+            view->onHoverMove(QPointF(pointer - display.screen->geometry().topLeft()));
+            view->showHint(hintText(false));
+            keyView = view;
+        }
+        view->show();
+    }
+    if (!keyView && !m_views.isEmpty())
+        keyView = m_views.first();
+    if (keyView) {
+        keyView->activateWindow();
+        keyView->setFocus();
+        keyView->grabKeyboard();
+    }
+
+    // A display added, removed or resized while the overlay is up: its geometry no longer holds.
+    const auto cancel = [this] { finish(std::nullopt); };
+    m_screenConnections << connect(qApp, &QGuiApplication::screenAdded, this, cancel);
+    m_screenConnections << connect(qApp, &QGuiApplication::screenRemoved, this, cancel);
+    for (const Display &display : displays) {
+        if (display.screen)
+            m_screenConnections << connect(display.screen, &QScreen::geometryChanged, this, cancel);
+    }
+}
+
+std::optional<CaptureTarget> SelectionOverlayController::targetFor(
+    const Display &display, const SelectionOverlayView &view, const SelectionInteraction::Selection &chosen)
+{
+    const quint32 displayId = display.display.id;
+    if (const auto *area = std::get_if<QRectF>(&chosen))
+        return CaptureTarget::area(displayId, area->normalized());
+
+    const auto &hover = std::get<SelectionInteraction::Hover>(chosen);
+    if (const auto *window = std::get_if<SnapLevel::Window>(&hover.kind))
+        return CaptureTarget::window(window->id);
+    if (std::holds_alternative<SnapLevel::Display>(hover.kind))
+        return CaptureTarget::display(displayId);
+    const QRectF bounds(QPointF(0, 0), QSizeF(view.size()));
+    return CaptureTarget::area(displayId, pixelAligned(hover.rect, bounds, display.screen->devicePixelRatio()));
+}
+
+void SelectionOverlayController::finish(std::optional<CaptureTarget> result)
+{
+    if (!isOpen())
+        return;
+    for (const QPointer<SelectionOverlayView> &view : std::as_const(m_views)) {
+        if (view) {
+            view->releaseKeyboard();
+            view->close();
+        }
+    }
+    m_views.clear();
+    m_cachedElements.clear();
+    for (const QMetaObject::Connection &connection : std::as_const(m_screenConnections))
+        disconnect(connection);
+    m_screenConnections.clear();
+    if (Completion completion = std::exchange(m_completion, {}))
+        completion(result);
+}
