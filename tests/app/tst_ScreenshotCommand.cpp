@@ -208,8 +208,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("gesture");
         QTest::addColumn<QSize>("size");
-        QTest::newRow("drag an area") << QStringList{QStringLiteral("mousemove 600 600 mousedown 1 mousemove 700 650"),
-            QStringLiteral("mousemove 900 750 mouseup 1")}
+        QTest::newRow("drag an area") << QStringList{QStringLiteral("mousemove 300 200 mousedown 1 mousemove 400 250"),
+            QStringLiteral("mousemove 600 350 mouseup 1")}
                                       << QSize(300, 150);
         // (0, 0): the window as framed, whatever its size; (-1, -1): no file at all.
         QTest::newRow("click a window") << QStringList{QStringLiteral("mousemove 300 300 click 1")} << QSize(0, 0);
@@ -250,6 +250,9 @@ private Q_SLOTS:
         const QImage image(file);
         if (!size.isEmpty()) {
             QCOMPARE(image.size(), size);
+            // Exactly the pixels that were highlighted: the drag ran from (300, 200), over text.
+            const QString difference = firstDifference(image, screenRegion(QRect(QPoint(300, 200), size)));
+            QVERIFY2(difference.isEmpty(), qPrintable(difference));
         } else {
             // A click on the terminal takes the window as the window manager frames it.
             QVERIFY2(image.width() > 600 && image.height() > 400,
