@@ -45,6 +45,7 @@ int runSelection(const ScreenshotOptions &options, CompositionRoot &root, Screen
         displays << SelectionOverlayController::Display{
             display, CompositionRoot::screenFor(display), BitmapImage::wrap(still->image)};
     }
+    root.endEarlyScreenGrab();
     QList<SnapWindow> windows;
     if (auto *source = dynamic_cast<WindowListSource *>(&live)) {
         const Result<QList<SnapWindow>> fetched = WindowFilter::fetch(*source, QCoreApplication::applicationPid());
@@ -112,9 +113,10 @@ void CaptureCommands::run(const Invocation &invocation, int &argc, char **argv)
 {
     CompositionRoot root;
     const ScreenshotOptions &screenshot = invocation.screenshot;
-    const bool wholeDisplay = invocation.action == Invocation::Action::screenshot && !screenshot.select
-        && !screenshot.windowId && !screenshot.areaInPoints;
-    if (wholeDisplay)
+    // A whole display, or the frozen screen of a selection, can be read before Qt has started.
+    const bool wholeScreen
+        = invocation.action == Invocation::Action::screenshot && !screenshot.windowId && !screenshot.areaInPoints;
+    if (wholeScreen)
         root.startEarlyScreenGrab();
 
     // Only the overlay needs widgets; the rest needs Qt for the screens' scales alone.

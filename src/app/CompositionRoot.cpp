@@ -96,6 +96,7 @@ Result<std::shared_ptr<ScreenCapturePlatform>> CompositionRoot::screenCapture(X1
     if (m_earlyScreenGrab.valid())
         x11->usePrefetchedRoot(std::exchange(m_earlyScreenGrab, {}));
     m_screenCapture = x11;
+    m_x11ScreenCapture = x11;
     return m_screenCapture;
 }
 
@@ -121,4 +122,10 @@ QScreen *CompositionRoot::screenFor(const ScreenDisplay &display)
             return screen;
     }
     return nullptr;
+}
+
+void CompositionRoot::endEarlyScreenGrab()
+{
+    if (m_x11ScreenCapture)
+        m_x11ScreenCapture->forgetPrefetchedRoot();
 }

@@ -9,6 +9,7 @@
 #include <future>
 
 class QScreen;
+class X11ScreenCapture;
 #include <memory>
 
 // The one place that reads the environment and picks backends. Everything below it is
@@ -39,6 +40,8 @@ public:
     // its scale needs Qt): this starts that read when the session is X11, and screenCapture()
     // serves the first display grab from it.
     void startEarlyScreenGrab();
+    // Later grabs read the screen as it is then.
+    void endEarlyScreenGrab();
 
     // The Qt screen that shows `display`: by name, else by origin.
     static QScreen *screenFor(const ScreenDisplay &display);
@@ -49,5 +52,6 @@ private:
     std::unique_ptr<InstanceChannel> m_instanceChannel;
     bool m_isTestHost = false;
     std::shared_ptr<ScreenCapturePlatform> m_screenCapture;
+    std::shared_ptr<X11ScreenCapture> m_x11ScreenCapture;
     std::shared_future<Result<Bitmap>> m_earlyScreenGrab;
 };

@@ -90,9 +90,7 @@ Result<Bitmap> X11ScreenCapture::grabDisplayArea(
     const QRect pixels(origin, QSize(int(size.width), int(size.height)));
 
     if (m_prefetchedRoot.valid()) {
-        // Used once: a later grab must show the screen as it is then.
-        const std::shared_future<Result<Bitmap>> root = std::exchange(m_prefetchedRoot, {});
-        const Result<Bitmap> &image = root.get();
+        const Result<Bitmap> &image = m_prefetchedRoot.get();
         if (image && QRect(QPoint(0, 0), image->size()).contains(pixels))
             return image->cropped(pixels);
     }

@@ -39,8 +39,10 @@ public:
     // Starts reading the whole screen at once, on a thread and a connection of its own. The
     // command line calls it before Qt starts, so that the grab and Qt's start-up overlap.
     static std::shared_future<Result<Bitmap>> startRootGrab();
-    // The next display or area grab is cut from `root` (no copy) when it covers the area.
+    // Display and area grabs are cut from `root` (no copy) where it covers them, until
+    // forgetPrefetchedRoot(): every display of one moment, taken by one read.
     void usePrefetchedRoot(std::shared_future<Result<Bitmap>> root) { m_prefetchedRoot = std::move(root); }
+    void forgetPrefetchedRoot() { m_prefetchedRoot = {}; }
 
 private:
     bool compositorRuns();

@@ -5,6 +5,7 @@
 #include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QWindow>
 
 #include <cmath>
 
@@ -103,7 +104,7 @@ void SelectionOverlayController::start(
     if (keyView) {
         keyView->activateWindow();
         keyView->setFocus();
-        keyView->grabKeyboard();
+        keyView->grabKeyboardWhenMapped();
     }
 
     // A display added, removed or resized while the overlay is up: its geometry no longer holds.
@@ -138,7 +139,8 @@ void SelectionOverlayController::finish(std::optional<CaptureTarget> result)
         return;
     for (const QPointer<SelectionOverlayView> &view : std::as_const(m_views)) {
         if (view) {
-            view->releaseKeyboard();
+            if (view->windowHandle())
+                view->windowHandle()->setKeyboardGrabEnabled(false);
             view->close();
         }
     }

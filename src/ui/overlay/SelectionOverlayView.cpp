@@ -2,15 +2,22 @@
 
 #include "MagnifierGeometry.h"
 
+#include <QDateTime>
 #include <QFontDatabase>
 #include <QFontMetricsF>
 #include <QKeyEvent>
+#include <QLoggingCategory>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QWheelEvent>
+#include <QWindow>
 
 #include <cmath>
+#include <utility>
+
+// Off unless asked for (QT_LOGGING_RULES="qorvel.overlay.timing=true"): bench/overlay-bench reads it.
+Q_LOGGING_CATEGORY(lcOverlayTiming, "qorvel.overlay.timing", QtWarningMsg)
 
 namespace {
 
@@ -58,6 +65,21 @@ SelectionOverlayView::SelectionOverlayView(const QImage &frozen, double scale, b
     });
 }
 
+void SelectionOverlayView::grabKeyboardWhenMapped()
+{
+    // X refuses a keyboard grab for a window it has not mapped yet, and the map request has only
+    // just been sent; until the grab takes, Escape would go to the window that had the focus.
+    constexpr std::chrono::milliseconds retryInterval{10};
+    m_keyboardGrabRetry.setInterval(retryInterval);
+    disconnect(&m_keyboardGrabRetry, nullptr, this, nullptr);
+    connect(&m_keyboardGrabRetry, &QTimer::timeout, this, [this] {
+        if (windowHandle() && windowHandle()->setKeyboardGrabEnabled(true))
+            m_keyboardGrabRetry.stop();
+    });
+    if (!(windowHandle() && windowHandle()->setKeyboardGrabEnabled(true)))
+        m_keyboardGrabRetry.start();
+}
+
 void SelectionOverlayView::setLevels(const QList<SnapLevel> &levels, qsizetype preferredIndex)
 {
     if (m_interaction.setLevels(levels, preferredIndex))
@@ -74,6 +96,8 @@ void SelectionOverlayView::showHint(const QString &text)
 
 void SelectionOverlayView::paintEvent(QPaintEvent *)
 {
+    if (!std::exchange(m_painted, true))
+        qCInfo(lcOverlayTiming, "first paint at %lld ms", QDateTime::currentMSecsSinceEpoch());
     QPainter painter(this);
     painter.drawImage(QPointF(0, 0), m_frozen);
 

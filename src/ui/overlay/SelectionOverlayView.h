@@ -27,6 +27,8 @@ public:
 
     void setLevels(const QList<SnapLevel> &levels, qsizetype preferredIndex);
     void showHint(const QString &text);
+    // Takes the keyboard as soon as the window system allows it.
+    void grabKeyboardWhenMapped();
 
     const SelectionInteraction &interaction() const { return m_interaction; }
 
@@ -54,4 +56,6 @@ private:
     double m_hintOpacity = 0;
     QTimer m_hintTimer;
     QVariantAnimation m_hintFade;
+    bool m_painted = false;
+    QTimer m_keyboardGrabRetry;
 };
