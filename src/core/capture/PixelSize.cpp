@@ -26,3 +26,14 @@ QPoint pixelOrigin(const QPointF &points, double scale)
 {
     return QPoint(int(toPixels(points.x(), scale)), int(toPixels(points.y(), scale)));
 }
+
+QRectF alignedToPixels(const QRectF &rect, double scale)
+{
+    if (!(scale > 0))
+        return rect;
+    const double left = std::floor(rect.left() * scale);
+    const double top = std::floor(rect.top() * scale);
+    const double right = std::ceil(rect.right() * scale);
+    const double bottom = std::ceil(rect.bottom() * scale);
+    return QRectF(left / scale, top / scale, (right - left) / scale, (bottom - top) / scale);
+}

@@ -2,6 +2,7 @@
 
 #include <QPoint>
 #include <QPointF>
+#include <QRectF>
 #include <QSizeF>
 #include <QtGlobal>
 
@@ -22,3 +23,7 @@ PixelSize pixelSize(const QSizeF &sizeInPoints, double scale);
 // The pixel where an area that starts at `points` begins: rounded like pixelSize, so an area and
 // its size always land on the same pixels.
 QPoint pixelOrigin(const QPointF &points, double scale);
+
+// The smallest rectangle of whole pixels that holds `rect`, in points again: what is framed is
+// what is captured. `rect` unchanged when the scale is not positive.
+QRectF alignedToPixels(const QRectF &rect, double scale);

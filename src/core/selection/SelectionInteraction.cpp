@@ -87,17 +87,10 @@ bool SelectionInteraction::drag(const QPointF &point)
         return false;
     m_levels.clear();
 
-    QRectF rect(QPointF(std::min(p.x(), m_dragStart->x()), std::min(p.y(), m_dragStart->y())),
+    const QRectF rect(QPointF(std::min(p.x(), m_dragStart->x()), std::min(p.y(), m_dragStart->y())),
         QSizeF(std::abs(p.x() - m_dragStart->x()), std::abs(p.y() - m_dragStart->y())));
-    if (m_scale > 0) {
-        // The smallest whole-pixel rectangle that holds the drag: what is framed is what is captured.
-        const double left = std::floor(rect.left() * m_scale);
-        const double top = std::floor(rect.top() * m_scale);
-        const double right = std::ceil(rect.right() * m_scale);
-        const double bottom = std::ceil(rect.bottom() * m_scale);
-        rect = QRectF(left / m_scale, top / m_scale, (right - left) / m_scale, (bottom - top) / m_scale);
-    }
-    m_dragRect = rect.intersected(m_bounds);
+    // What is framed is what is captured: the drag snaps outward to whole pixels.
+    m_dragRect = alignedToPixels(rect, m_scale).intersected(m_bounds);
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "SelectionOverlayController.h"
 
+#include "PixelSize.h"
 #include "SelectionOverlayView.h"
 
 #include <QCursor>
@@ -7,24 +8,7 @@
 #include <QScreen>
 #include <QWindow>
 
-#include <cmath>
-
 namespace {
-
-// Element rectangles come from another application in points: snap them outward to whole
-// pixels of this display, inside it, as a drag would be.
-QRectF pixelAligned(const QRectF &rect, const QRectF &bounds, double scale)
-{
-    QRectF inside = rect.intersected(bounds);
-    if (scale > 0) {
-        const double left = std::floor(inside.left() * scale);
-        const double top = std::floor(inside.top() * scale);
-        const double right = std::ceil(inside.right() * scale);
-        const double bottom = std::ceil(inside.bottom() * scale);
-        inside = QRectF(left / scale, top / scale, (right - left) / scale, (bottom - top) / scale);
-    }
-    return inside.intersected(bounds);
-}
 
 QList<SnapLevel> toView(const QList<SnapLevel> &levels, const QPointF &displayOrigin)
 {
@@ -130,7 +114,11 @@ std::optional<CaptureTarget> SelectionOverlayController::targetFor(
     if (std::holds_alternative<SnapLevel::Display>(hover.kind))
         return CaptureTarget::display(displayId);
     const QRectF bounds(QPointF(0, 0), QSizeF(view.size()));
-    return CaptureTarget::area(displayId, pixelAligned(hover.rect, bounds, display.screen->devicePixelRatio()));
+    // Element rectangles come from another application in points: snap them outward to whole
+    // pixels of this display, inside it, as a drag would be.
+    const QRectF inside = hover.rect.intersected(bounds);
+    return CaptureTarget::area(
+        displayId, alignedToPixels(inside, display.screen->devicePixelRatio()).intersected(bounds));
 }
 
 void SelectionOverlayController::finish(std::optional<CaptureTarget> result)
