@@ -9,10 +9,12 @@
 #include "WindowFilter.h"
 #include "WindowsCommand.h"
 
+#include "AtspiElementFinder.h"
 #include "BitmapImage.h"
 #include "SelectionOverlayController.h"
 
 #include <QApplication>
+#include <QDBusConnection>
 #include <QFile>
 #include <QScreen>
 #include <QTextStream>
@@ -53,9 +55,16 @@ int runSelection(const ScreenshotOptions &options, CompositionRoot &root, Screen
             windows = *fetched; // without a list the overlay still offers areas and displays
     }
 
+    // Element snapping only while accessibility is on; otherwise clicks choose windows.
+    const std::unique_ptr<AtspiElementFinder> finder
+        = AtspiElementFinder::create(QDBusConnection::sessionBus(), [](QPointF point) {
+              const QScreen *screen = QGuiApplication::screenAt(point.toPoint());
+              return screen ? screen->devicePixelRatio() : 1.0;
+          });
+
     std::optional<CaptureTarget> chosen;
     SelectionOverlayController overlay;
-    overlay.start(displays, windows, root.preferences().boolValue(PreferenceKey::showMagnifier),
+    overlay.start(displays, windows, root.preferences().boolValue(PreferenceKey::showMagnifier), finder.get(),
         [&chosen](std::optional<CaptureTarget> target) {
             chosen = target;
             QCoreApplication::quit();

@@ -1,5 +1,6 @@
 #include "SelectionOverlayController.h"
 
+#include "ElementFinder.h"
 #include "PixelSize.h"
 #include "SelectionOverlayView.h"
 
@@ -39,13 +40,17 @@ SelectionOverlayController::~SelectionOverlayController()
         delete view.data();
 }
 
-void SelectionOverlayController::start(
-    const QList<Display> &displays, const QList<SnapWindow> &windows, bool showsMagnifier, Completion completion)
+void SelectionOverlayController::start(const QList<Display> &displays, const QList<SnapWindow> &windows,
+    bool showsMagnifier, ElementFinder *finder, Completion completion)
 {
     if (isOpen())
         return;
     m_completion = std::move(completion);
     m_cachedElements.clear();
+    m_windows = windows;
+    m_finder = finder;
+    if (m_finder)
+        connect(m_finder, &ElementFinder::found, this, &SelectionOverlayController::elementsFound);
 
     const QPoint pointer = QCursor::pos();
     SelectionOverlayView *keyView = nullptr;
@@ -61,12 +66,19 @@ void SelectionOverlayController::start(
 
         const QRectF displayRect = display.display.frame;
         const QPointer<SelectionOverlayView> weakView(view);
-        view->onHoverMove = [this, weakView, displayRect, windows](const QPointF &inView) {
+        view->onHoverMove = [this, weakView, displayRect](const QPointF &inView) {
             if (!weakView)
                 return;
-            const HoverResult hover = HoverResolution::resolve(
-                inView + displayRect.topLeft(), displayRect, windows, m_cachedElements, false);
+            const QPointF point = inView + displayRect.topLeft();
+            const HoverResult hover
+                = HoverResolution::resolve(point, displayRect, m_windows, m_cachedElements, m_finder != nullptr);
             weakView->setLevels(toView(hover.levels, displayRect.topLeft()), hover.preferredIndex);
+            // Windows of unknown owner cannot be found on the accessibility bus.
+            if (m_finder && hover.elementRequest && hover.elementRequest->ownerPid > 0) {
+                const quint64 serial = ++m_lastSerial;
+                m_elementRequests.insert(serial, {*hover.elementRequest, weakView, displayRect});
+                m_finder->find({serial, hover.elementRequest->ownerPid, point});
+            }
         };
         view->onSelect = [this, weakView, display](const SelectionInteraction::Selection &selection) {
             if (!weakView)
@@ -78,7 +90,7 @@ void SelectionOverlayController::start(
 
         if (display.screen->geometry().contains(pointer)) {
             view->onHoverMove(QPointF(pointer - display.screen->geometry().topLeft()));
-            view->showHint(hintText(false));
+            view->showHint(hintText(m_finder != nullptr));
             keyView = view;
         }
         view->show();
@@ -134,9 +146,31 @@ void SelectionOverlayController::finish(std::optional<CaptureTarget> result)
     }
     m_views.clear();
     m_cachedElements.clear();
+    m_windows.clear();
+    m_elementRequests.clear();
+    if (m_finder)
+        disconnect(m_finder, nullptr, this, nullptr);
+    m_finder.clear();
     for (const QMetaObject::Connection &connection : std::as_const(m_screenConnections))
         disconnect(connection);
     m_screenConnections.clear();
     if (Completion completion = std::exchange(m_completion, {}))
         completion(result);
+}
+
+void SelectionOverlayController::elementsFound(quint64 serial, const QList<QRectF> &frames)
+{
+    // The finder answers only some requests: everything asked before this one is stale now.
+    const auto request = m_elementRequests.constFind(serial);
+    if (request == m_elementRequests.cend() || !isOpen())
+        return;
+    const ElementRequest asked = *request;
+    for (auto it = m_elementRequests.begin(); it != m_elementRequests.end();)
+        it = it.key() <= serial ? m_elementRequests.erase(it) : std::next(it);
+    if (!asked.view)
+        return;
+    const std::optional<HoverResult> result = HoverResolution::acceptElementReply(
+        asked.window, frames, QPointF(QCursor::pos()), asked.displayRect, m_windows, m_cachedElements);
+    if (result)
+        asked.view->setLevels(toView(result->levels, asked.displayRect.topLeft()), result->preferredIndex);
 }

@@ -5,6 +5,7 @@
 #include "ScreenContent.h"
 #include "SelectionInteraction.h"
 
+#include <QHash>
 #include <QImage>
 #include <QList>
 #include <QObject>
@@ -13,6 +14,7 @@
 #include <functional>
 #include <optional>
 
+class ElementFinder;
 class QScreen;
 class SelectionOverlayView;
 
@@ -38,8 +40,9 @@ public:
     ~SelectionOverlayController() override;
 
     // Does nothing while an overlay is open: the open one keeps its completion.
-    void start(
-        const QList<Display> &displays, const QList<SnapWindow> &windows, bool showsMagnifier, Completion completion);
+    // `finder` may be null (accessibility off): clicks then choose windows, not elements.
+    void start(const QList<Display> &displays, const QList<SnapWindow> &windows, bool showsMagnifier,
+        ElementFinder *finder, Completion completion);
     // Closes the overlay and reports `result`, once.
     void finish(std::optional<CaptureTarget> result);
     bool isOpen() const { return !m_views.isEmpty(); }
@@ -50,7 +53,19 @@ private:
     static std::optional<CaptureTarget> targetFor(
         const Display &display, const SelectionOverlayView &view, const SelectionInteraction::Selection &selection);
 
+    struct ElementRequest
+    {
+        SnapWindow window;
+        QPointer<SelectionOverlayView> view;
+        QRectF displayRect;
+    };
+    void elementsFound(quint64 serial, const QList<QRectF> &frames);
+
     QList<QPointer<SelectionOverlayView>> m_views;
+    QList<SnapWindow> m_windows;
+    QPointer<ElementFinder> m_finder;
+    QHash<quint64, ElementRequest> m_elementRequests;
+    quint64 m_lastSerial = 0;
     QList<QMetaObject::Connection> m_screenConnections;
     Completion m_completion;
     ElementCache m_cachedElements;
