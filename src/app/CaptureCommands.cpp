@@ -4,8 +4,8 @@
 #include "CompositionRoot.h"
 #include "DisplaysCommand.h"
 #include "FrozenScreenCapture.h"
+#include "PixelSize.h"
 #include "ScreenshotCommand.h"
-#include "StillCapture.h"
 #include "WindowFilter.h"
 #include "WindowsCommand.h"
 
@@ -35,17 +35,18 @@ int runSelection(const ScreenshotOptions &options, CompositionRoot &root, Screen
         errors << "qorvel: " << content.error().message << '\n';
         return 1;
     }
-    // Every display is grabbed before the overlay maps, so the overlay never sees itself.
-    StillCapture capture(live);
+    // Every display is grabbed before the overlay maps, so the overlay never sees itself. The
+    // displays were just listed: each is grabbed directly rather than looked up again.
     QHash<quint32, Bitmap> frozen;
     QList<SelectionOverlayController::Display> displays;
     for (const ScreenDisplay &display : content->displays) {
-        const Result<CapturedStill> still = capture.capture(CaptureTarget::display(display.id), WindowShadow::excluded);
-        if (!still)
+        const Result<Bitmap> image = live.grabDisplayArea(
+            display, QRectF(QPointF(0, 0), display.frame.size()), pixelSize(display.frame.size(), display.scale));
+        if (!image)
             continue;
-        frozen.insert(display.id, still->image);
+        frozen.insert(display.id, *image);
         displays << SelectionOverlayController::Display{
-            display, CompositionRoot::screenFor(display), BitmapImage::wrap(still->image)};
+            display, CompositionRoot::screenFor(display), BitmapImage::wrap(*image)};
     }
     root.endEarlyScreenGrab();
     QList<SnapWindow> windows;

@@ -84,7 +84,7 @@ Result<InstanceChannel::Role> CompositionRoot::claimInstance(InstanceRequest req
 Result<std::shared_ptr<ScreenCapturePlatform>> CompositionRoot::screenCapture(X11Grabber::Pattern pattern)
 {
     if (m_screenCapture)
-        return m_screenCapture;
+        return std::shared_ptr<ScreenCapturePlatform>(m_screenCapture);
     if (QGuiApplication::platformName() != QLatin1String("xcb")) {
         return Error{QStringLiteral("Qorvel captures the screen on X11 only for now."),
             QLatin1String("platform ") + QGuiApplication::platformName()};
@@ -96,8 +96,7 @@ Result<std::shared_ptr<ScreenCapturePlatform>> CompositionRoot::screenCapture(X1
     if (m_earlyScreenGrab.valid())
         x11->usePrefetchedRoot(std::exchange(m_earlyScreenGrab, {}));
     m_screenCapture = x11;
-    m_x11ScreenCapture = x11;
-    return m_screenCapture;
+    return std::shared_ptr<ScreenCapturePlatform>(x11);
 }
 
 void CompositionRoot::startEarlyScreenGrab()
@@ -126,6 +125,6 @@ QScreen *CompositionRoot::screenFor(const ScreenDisplay &display)
 
 void CompositionRoot::endEarlyScreenGrab()
 {
-    if (m_x11ScreenCapture)
-        m_x11ScreenCapture->forgetPrefetchedRoot();
+    if (m_screenCapture)
+        m_screenCapture->forgetPrefetchedRoot();
 }

@@ -51,7 +51,6 @@ private:
     StagingFolders m_stagingFolders;
     std::unique_ptr<InstanceChannel> m_instanceChannel;
     bool m_isTestHost = false;
-    std::shared_ptr<ScreenCapturePlatform> m_screenCapture;
-    std::shared_ptr<X11ScreenCapture> m_x11ScreenCapture;
+    std::shared_ptr<X11ScreenCapture> m_screenCapture;
     std::shared_future<Result<Bitmap>> m_earlyScreenGrab;
 };

@@ -1,3 +1,5 @@
+#include "VisibleWindows.h"
+
 #include <QFile>
 #include <QImage>
 #include <QJsonArray>
@@ -55,11 +57,7 @@ private Q_SLOTS:
         QProcess selection;
         selection.start(QStringLiteral(QORVEL_EXECUTABLE),
             {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"), file});
-        QTRY_VERIFY_WITH_TIMEOUT(QProcess::execute(QStringLiteral("xdotool"),
-                                     {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                         QStringLiteral("--pid"), QString::number(selection.processId())})
-                == 0,
-            10000);
+        QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow(selection), 10000);
         // A small move asks the finder; its answer arrives within a few walks of 150 ms at most.
         QProcess::execute(QStringLiteral("xdotool"),
             {QStringLiteral("mousemove_relative"), QStringLiteral("2"), QStringLiteral("2")});

@@ -1,3 +1,5 @@
+#include "VisibleWindows.h"
+
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -80,11 +82,7 @@ private Q_SLOTS:
             {QStringLiteral("-geometry"), QStringLiteral("100x30+150+150"), QStringLiteral("-e"), QStringLiteral("sh"),
                 QStringLiteral("-c"), QStringLiteral("ls -la --color=always /usr/bin | head -60; exec sleep 600")});
         QVERIFY(m_xterm.waitForStarted());
-        QTRY_VERIFY_WITH_TIMEOUT(QProcess::execute(QStringLiteral("xdotool"),
-                                     {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                         QStringLiteral("--class"), QStringLiteral("xterm")})
-                == 0,
-            10000);
+        QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow({QStringLiteral("--class"), QStringLiteral("xterm")}), 10000);
         QProcess::execute(
             QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QStringLiteral("1900"), QStringLiteral("1060")});
         QTest::qWait(500);
@@ -228,12 +226,7 @@ private Q_SLOTS:
         selection.start(QStringLiteral(QORVEL_EXECUTABLE),
             {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"), file});
         // The overlay is up once a window of that process is visible.
-        QTRY_VERIFY_WITH_TIMEOUT(QProcess::execute(QStringLiteral("xdotool"),
-                                     {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                         QStringLiteral("--pid"), QString::number(selection.processId())})
-                    == 0
-                || selection.state() != QProcess::Running,
-            10000);
+        QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow(selection) || selection.state() != QProcess::Running, 10000);
         QTest::qWait(300);
         for (const QString &step : gesture) {
             QProcess::execute(QStringLiteral("xdotool"), step.split(QLatin1Char(' ')));

@@ -22,19 +22,18 @@ Error grabError(const QString &detail)
     return Error{QStringLiteral("Couldn't read the screen."), detail};
 }
 
-// Only 32 bits per pixel in the server's little-endian order can be used as it is.
-bool isUsableFormat(uint8_t depth, uint8_t bitsPerPixel, const xcb_setup_t *setup)
+// Only 32 bits per pixel in the server's little-endian order can be used as it is; an image of
+// `depth` in any other layout is refused with the reason.
+std::optional<Error> unusableFormat(const xcb_setup_t *setup, uint8_t depth)
 {
-    return (depth == 24 || depth == 32) && bitsPerPixel == 32 && setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST;
-}
-
-uint8_t bitsPerPixelOfDepth(const xcb_setup_t *setup, uint8_t depth)
-{
+    uint8_t bitsPerPixel = 0;
     for (auto formats = xcb_setup_pixmap_formats_iterator(setup); formats.rem; xcb_format_next(&formats)) {
         if (formats.data->depth == depth)
-            return formats.data->bits_per_pixel;
+            bitsPerPixel = formats.data->bits_per_pixel;
     }
-    return 0;
+    if ((depth == 24 || depth == 32) && bitsPerPixel == 32 && setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST)
+        return std::nullopt;
+    return grabError(QStringLiteral("unsupported pixel format, depth %1").arg(depth));
 }
 
 } // namespace
@@ -181,8 +180,8 @@ Result<Bitmap> X11Grabber::grabShm(xcb_drawable_t drawable, const QRect &rect, B
     const XcbReply<xcb_generic_error_t> error(rawError);
     if (!reply)
         return grabError(X11Connection::describe(error.get()));
-    if (!isUsableFormat(reply->depth, bitsPerPixelOfDepth(xcb_get_setup(c), reply->depth), xcb_get_setup(c)))
-        return grabError(QStringLiteral("unsupported pixel format, depth %1").arg(reply->depth));
+    if (std::optional<Error> unusable = unusableFormat(xcb_get_setup(c), reply->depth))
+        return *unusable;
 
     return Bitmap(rect.size(), qsizetype(rect.width()) * 4, static_cast<const uchar *>(segment->memory),
         std::move(owner), reply->depth == 32 ? alpha : Bitmap::Alpha::ignored);
@@ -200,8 +199,8 @@ Result<Bitmap> X11Grabber::grabPlain(xcb_drawable_t drawable, const QRect &rect,
     if (!raw)
         return grabError(X11Connection::describe(error.get()));
     std::shared_ptr<const void> owner(raw, XcbFree());
-    if (!isUsableFormat(raw->depth, bitsPerPixelOfDepth(xcb_get_setup(c), raw->depth), xcb_get_setup(c)))
-        return grabError(QStringLiteral("unsupported pixel format, depth %1").arg(raw->depth));
+    if (std::optional<Error> unusable = unusableFormat(xcb_get_setup(c), raw->depth))
+        return *unusable;
     return Bitmap(rect.size(), qsizetype(rect.width()) * 4, xcb_get_image_data(raw), std::move(owner),
         raw->depth == 32 ? alpha : Bitmap::Alpha::ignored);
 }
