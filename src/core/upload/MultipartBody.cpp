@@ -1,0 +1,144 @@
+#include "MultipartBody.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QMimeDatabase>
+#include <QUuid>
+
+namespace {
+
+QString canonicalUuid()
+{
+    return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+}
+
+QByteArray fieldBlock(const QByteArray &delimiter, const FormField &field)
+{
+    return delimiter + "\r\nContent-Disposition: form-data; name=\"" + field.first.toUtf8() + "\"\r\n\r\n"
+        + field.second.toUtf8() + "\r\n";
+}
+
+// Keeps the body file until the body is complete, so that a failure half-way leaves no
+// fragment of the user's file in the temporary folder.
+class BodyFile
+{
+public:
+    explicit BodyFile(const QString &path)
+        : m_file(path)
+    {
+    }
+    ~BodyFile()
+    {
+        if (m_file.isOpen())
+            m_file.close();
+        if (m_created && !m_kept)
+            m_file.remove();
+    }
+    BodyFile(const BodyFile &) = delete;
+    BodyFile &operator=(const BodyFile &) = delete;
+
+    Result<void> create()
+    {
+        if (!m_file.open(QIODevice::WriteOnly | QIODevice::NewOnly, QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+            return Error{m_file.errorString(), QLatin1String("create ") + m_file.fileName()};
+        m_created = true;
+        return {};
+    }
+    Result<void> append(const QByteArray &bytes)
+    {
+        if (m_file.write(bytes) != bytes.size())
+            return Error{m_file.errorString(), QLatin1String("write ") + m_file.fileName()};
+        return {};
+    }
+    Result<QString> finish()
+    {
+        if (!m_file.flush())
+            return Error{m_file.errorString(), QLatin1String("write ") + m_file.fileName()};
+        m_file.close();
+        m_kept = true;
+        return m_file.fileName();
+    }
+
+private:
+    QFile m_file;
+    bool m_created = false;
+    bool m_kept = false;
+};
+
+} // namespace
+
+MultipartBody::MultipartBody(QString boundary)
+    : m_boundary(std::move(boundary))
+{
+}
+
+QByteArray MultipartBody::contentType() const
+{
+    return "multipart/form-data; boundary=" + m_boundary.toUtf8();
+}
+
+QString MultipartBody::newBoundary()
+{
+    return QLatin1String("Qorvel-") + canonicalUuid();
+}
+
+QString MultipartBody::fileName(const QString &filePath)
+{
+    return QFileInfo(filePath).fileName().remove(QLatin1Char('"'));
+}
+
+QString MultipartBody::contentType(const QString &filePath)
+{
+    const QString suffix = QFileInfo(filePath).suffix();
+    if (!suffix.isEmpty()) {
+        // By the extension alone, as the receiving host will judge it; the content is not sniffed.
+        static const QMimeDatabase database;
+        const QList<QMimeType> types = database.mimeTypesForFileName(QLatin1String("x.") + suffix);
+        if (!types.isEmpty() && !types.first().isDefault())
+            return types.first().name();
+    }
+    return QStringLiteral("application/octet-stream");
+}
+
+Result<QString> MultipartBody::write(
+    const QList<FormField> &fields, const std::optional<FilePart> &file, const QString &directory) const
+{
+    const QString folder = directory.isEmpty() ? QDir::tempPath() : directory;
+    BodyFile body(QDir(folder).filePath(QLatin1String("qorvel-upload-") + canonicalUuid()));
+    if (Result<void> created = body.create(); !created)
+        return created.error();
+
+    const QByteArray delimiter = "--" + m_boundary.toUtf8();
+    for (const FormField &field : fields) {
+        if (Result<void> written = body.append(fieldBlock(delimiter, field)); !written)
+            return written.error();
+    }
+
+    if (file) {
+        QFile source(file->filePath);
+        if (!source.open(QIODevice::ReadOnly))
+            return Error{source.errorString(), QLatin1String("open ") + file->filePath};
+        const QByteArray header = delimiter + "\r\nContent-Disposition: form-data; name=\"" + file->fieldName.toUtf8()
+            + "\"; filename=\"" + fileName(file->filePath).toUtf8()
+            + "\"\r\nContent-Type: " + contentType(file->filePath).toUtf8() + "\r\n\r\n";
+        if (Result<void> written = body.append(header); !written)
+            return written.error();
+        QByteArray chunk(chunkSize, Qt::Uninitialized);
+        for (;;) {
+            const qint64 count = source.read(chunk.data(), chunkSize);
+            if (count < 0)
+                return Error{source.errorString(), QLatin1String("read ") + file->filePath};
+            if (count == 0)
+                break;
+            if (Result<void> written = body.append(QByteArray::fromRawData(chunk.constData(), count)); !written)
+                return written.error();
+        }
+        if (Result<void> written = body.append("\r\n"); !written)
+            return written.error();
+    }
+
+    if (Result<void> written = body.append(delimiter + "--\r\n"); !written)
+        return written.error();
+    return body.finish();
+}

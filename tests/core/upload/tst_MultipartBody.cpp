@@ -1,0 +1,125 @@
+#include "MultipartBody.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/stat.h>
+
+class tst_MultipartBody : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+
+    QString makeFile(const QString &name, const QByteArray &content)
+    {
+        const QString path = m_dir.filePath(name);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+            qFatal("cannot write %s", qPrintable(path));
+        return path;
+    }
+
+    static QByteArray readAll(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    QStringList bodyFiles() const { return QDir(m_dir.filePath(QStringLiteral("tmp"))).entryList(QDir::Files); }
+
+    QString bodyFolder() const { return m_dir.filePath(QStringLiteral("tmp")); }
+
+private Q_SLOTS:
+    void init()
+    {
+        QDir(bodyFolder()).removeRecursively();
+        QVERIFY(QDir().mkpath(bodyFolder()));
+    }
+
+    void fieldsOnly()
+    {
+        const MultipartBody body(QStringLiteral("B"));
+        const Result<QString> written = body.write({{QStringLiteral("reqtype"), QStringLiteral("deletefiles")},
+                                                       {QStringLiteral("userhash"), QStringLiteral("abc")}},
+            std::nullopt, bodyFolder());
+        QVERIFY(written.ok());
+        QCOMPARE(readAll(*written),
+            QByteArray("--B\r\nContent-Disposition: form-data; name=\"reqtype\"\r\n\r\ndeletefiles\r\n"
+                       "--B\r\nContent-Disposition: form-data; name=\"userhash\"\r\n\r\nabc\r\n"
+                       "--B--\r\n"));
+        QVERIFY(QFileInfo(*written).fileName().startsWith(QLatin1String("qorvel-upload-")));
+        struct stat info = {};
+        QCOMPARE(::stat(QFile::encodeName(*written).constData(), &info), 0);
+        QCOMPARE(info.st_mode & 0777, 0600u);
+    }
+
+    // Chunk edges are where a streaming copy drops or repeats bytes.
+    void filePart_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<QString>("sentName");
+        QTest::addColumn<QString>("type");
+        QTest::newRow("empty png") << "shot.png" << qint64(0) << "shot.png"
+                                   << "image/png";
+        QTest::newRow("one chunk exactly") << "clip.mp4" << MultipartBody::chunkSize << "clip.mp4"
+                                           << "video/mp4";
+        QTest::newRow("a chunk and a byte") << "a.jpg" << MultipartBody::chunkSize + 1 << "a.jpg"
+                                            << "image/jpeg";
+        QTest::newRow("quotes dropped, the rest kept")
+            << "my \"best\" shot; 100%.png" << qint64(10) << "my best shot; 100%.png"
+            << "image/png";
+        QTest::newRow("unknown extension") << "notes.qorvelunknown" << qint64(3) << "notes.qorvelunknown"
+                                           << "application/octet-stream";
+        QTest::newRow("no extension") << "README" << qint64(3) << "README"
+                                      << "application/octet-stream";
+    }
+    void filePart()
+    {
+        QFETCH(QString, name);
+        QFETCH(qint64, size);
+        QFETCH(QString, sentName);
+        QFETCH(QString, type);
+        QByteArray content(size, Qt::Uninitialized);
+        QRandomGenerator generator(42);
+        for (char &byte : content)
+            byte = char(generator.bounded(256));
+        const QString source = makeFile(name, content);
+
+        const MultipartBody body(QStringLiteral("Qorvel-X"));
+        const Result<QString> written = body.write({}, FilePart{QStringLiteral("fileToUpload"), source}, bodyFolder());
+        QVERIFY(written.ok());
+        // No fields: the body opens directly with the file part.
+        QCOMPARE(readAll(*written),
+            "--Qorvel-X\r\nContent-Disposition: form-data; name=\"fileToUpload\"; filename=\"" + sentName.toUtf8()
+                + "\"\r\nContent-Type: " + type.toUtf8() + "\r\n\r\n" + content + "\r\n--Qorvel-X--\r\n");
+    }
+
+    void missingSourceLeavesNothing()
+    {
+        const MultipartBody body(MultipartBody::newBoundary());
+        const Result<QString> written = body.write({{QStringLiteral("reqtype"), QStringLiteral("fileupload")}},
+            FilePart{QStringLiteral("fileToUpload"), m_dir.filePath(QStringLiteral("gone.png"))}, bodyFolder());
+        QVERIFY(!written.ok());
+        QVERIFY(written.error().message.contains(QLatin1String("No such file"), Qt::CaseInsensitive));
+        QCOMPARE(bodyFiles(), QStringList());
+    }
+
+    void newBoundaryIsCanonical()
+    {
+        const QString boundary = MultipartBody::newBoundary();
+        QVERIFY(
+            QRegularExpression(QStringLiteral("^Qorvel-[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}$"))
+                .match(boundary)
+                .hasMatch());
+        QVERIFY(boundary != MultipartBody::newBoundary());
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_MultipartBody)
+#include "tst_MultipartBody.moc"
