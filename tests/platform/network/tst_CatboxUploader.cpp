@@ -1,0 +1,247 @@
+#include "CatboxUploader.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QTemporaryDir>
+#include <QTest>
+
+// Runs against the Catbox stand-in of the test harness: PHP's own multipart parser reads
+// every body this uploader sends.
+class tst_CatboxUploader : public QObject
+{
+    Q_OBJECT
+
+private:
+    QNetworkAccessManager m_network;
+    QTemporaryDir m_dir;
+    QString m_stub = qEnvironmentVariable("CATBOX_STUB_DIR");
+    const QString m_userhash = QStringLiteral("testhash0123456789");
+
+    QString bodyFolder() const { return m_dir.filePath(QStringLiteral("bodies")); }
+
+    CatboxUploader uploader(
+        std::optional<QString> userhash, std::chrono::milliseconds timeout = std::chrono::seconds(120))
+    {
+        return CatboxUploader(m_network, std::move(userhash),
+            {QUrl(qEnvironmentVariable("QORVEL_CATBOX_ENDPOINT")), timeout, bodyFolder()});
+    }
+
+    QString makeFile(const QString &name, const QByteArray &content)
+    {
+        const QString path = m_dir.filePath(name);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+            qFatal("cannot write %s", qPrintable(path));
+        return path;
+    }
+
+    Result<UploadResult> upload(CatboxUploader uploader, const QString &path, QList<double> *progress = nullptr)
+    {
+        std::optional<Result<UploadResult>> result;
+        uploader.upload(
+            path,
+            [progress](double fraction) {
+                if (progress)
+                    progress->append(fraction);
+            },
+            [&result](Result<UploadResult> done) { result = std::move(done); });
+        if (!QTest::qWaitFor([&result] { return result.has_value(); }, 30'000))
+            return Error{QStringLiteral("no completion"), QString()};
+        return *result;
+    }
+
+    Result<void> remove(CatboxUploader uploader, const QString &remoteName)
+    {
+        std::optional<Result<void>> result;
+        uploader.remove(remoteName, [&result](Result<void> done) { result = std::move(done); });
+        if (!QTest::qWaitFor([&result] { return result.has_value(); }, 30'000))
+            return Error{QStringLiteral("no completion"), QString()};
+        return *result;
+    }
+
+    QList<QJsonObject> requests() const
+    {
+        QFile log(QDir(m_stub).filePath(QStringLiteral("requests.jsonl")));
+        QList<QJsonObject> lines;
+        if (!log.open(QIODevice::ReadOnly))
+            return lines;
+        while (!log.atEnd()) {
+            const QByteArray line = log.readLine().trimmed();
+            if (!line.isEmpty())
+                lines << QJsonDocument::fromJson(line).object();
+        }
+        return lines;
+    }
+
+    void setFault(const QByteArray &fault)
+    {
+        QFile file(QDir(m_stub).filePath(QStringLiteral("fault")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(fault);
+    }
+
+    static QString message(const Result<UploadResult> &result)
+    {
+        return result.ok() ? result->url.toString() : result.error().message;
+    }
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY2(!m_stub.isEmpty(), "run under tests/harness/qorvel-session --catbox"); }
+
+    void init()
+    {
+        QFile::remove(QDir(m_stub).filePath(QStringLiteral("fault")));
+        QFile::remove(QDir(m_stub).filePath(QStringLiteral("delay_ms")));
+        QDir(bodyFolder()).removeRecursively();
+        QVERIFY(QDir().mkpath(bodyFolder()));
+    }
+
+    // No request, however it ended, leaves its body behind.
+    void cleanup() { QCOMPARE(QDir(bodyFolder()).entryList(QDir::Files | QDir::Hidden), QStringList()); }
+
+    void uploadsAndDeletes_data()
+    {
+        QTest::addColumn<bool>("withAccount");
+        QTest::newRow("anonymous") << false;
+        QTest::newRow("with the userhash") << true;
+    }
+    void uploadsAndDeletes()
+    {
+        QFETCH(bool, withAccount);
+        const std::optional<QString> userhash = withAccount ? std::optional(m_userhash) : std::nullopt;
+        QByteArray content(3 * 1024 * 1024 + 7, Qt::Uninitialized);
+        for (qsizetype i = 0; i < content.size(); ++i)
+            content[i] = char((i * 131) >> 3);
+        const QString path = makeFile(QStringLiteral("my \"shot\".png"), content);
+
+        QList<double> progress;
+        const Result<UploadResult> result = upload(uploader(userhash), path, &progress);
+        QVERIFY2(result.ok(), qPrintable(message(result)));
+        QCOMPARE(result->url.scheme(), QStringLiteral("https"));
+        QCOMPARE(result->url.host(), QStringLiteral("files.catbox.moe"));
+        QVERIFY(result->remoteName.endsWith(QLatin1String(".png")));
+        QCOMPARE(result->deletable, withAccount);
+        QVERIFY(!progress.isEmpty());
+        QVERIFY(std::is_sorted(progress.cbegin(), progress.cend()));
+        QCOMPARE(progress.last(), 1.0);
+
+        const QJsonObject request = requests().last();
+        const QJsonObject file = request[QLatin1String("file")].toObject();
+        QCOMPARE(file[QLatin1String("name")].toString(), QStringLiteral("my shot.png"));
+        QCOMPARE(file[QLatin1String("type")].toString(), QStringLiteral("image/png"));
+        QCOMPARE(file[QLatin1String("sha256")].toString(),
+            QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex()));
+        QCOMPARE(request[QLatin1String("userhash_present")].toBool(), withAccount);
+        QVERIFY(request[QLatin1String("user_agent")].toString().startsWith(QLatin1String("Qorvel/")));
+        QVERIFY(request[QLatin1String("user_agent")].toString().endsWith(QLatin1String(" (Linux)")));
+        QVERIFY(request[QLatin1String("content_type")].toString().startsWith(
+            QLatin1String("multipart/form-data; boundary=Qorvel-")));
+
+        const qsizetype sent = requests().size();
+        const Result<void> removed = remove(uploader(userhash), result->remoteName);
+        if (!withAccount) {
+            QCOMPARE(removed.error().message,
+                QStringLiteral("This file can't be deleted from Catbox because it was uploaded anonymously."));
+            QCOMPARE(requests().size(), sent);
+            return;
+        }
+        QVERIFY2(removed.ok(), qPrintable(removed.error().message));
+        QVERIFY(!QFile::exists(QDir(m_stub).filePath(QLatin1String("files/") + result->remoteName)));
+        QCOMPARE(remove(uploader(userhash), result->remoteName).error().message,
+            QStringLiteral("Catbox rejected the file: File doesn't exist or not owned by you: %1 (HTTP 400).")
+                .arg(result->remoteName));
+    }
+
+    void serverAnswers_data()
+    {
+        QTest::addColumn<QByteArray>("fault");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("429 with Retry-After")
+            << QByteArray("429\nRetry-After: 30\n\nSlow down")
+            << QStringLiteral("Catbox is temporarily limiting uploads. Try again in 30 s.");
+        QTest::newRow("429 without") << QByteArray(
+            "429\n\n") << QStringLiteral("Catbox is temporarily limiting uploads. Try again in a moment.");
+        QTest::newRow("500, empty body") << QByteArray("500\n\n")
+                                         << QStringLiteral("Catbox rejected the file (HTTP 500).");
+        QTest::newRow("412, long body")
+            << QByteArray("412\n\n") + QByteArray(300, 'y')
+            << QStringLiteral("Catbox rejected the file: %1 (HTTP 412).").arg(QString(200, QLatin1Char('y')));
+        QTest::newRow("http link") << QByteArray("200\n\nhttp://files.catbox.moe/abc.png")
+                                   << QStringLiteral("Catbox returned an unexpected response.");
+        QTest::newRow("foreign link") << QByteArray("200\n\nhttps://files.example.com/abc.png")
+                                      << QStringLiteral("Catbox returned an unexpected response.");
+        QTest::newRow("white space around the link") << QByteArray("200\n\n  https://files.catbox.moe/abc.png\n")
+                                                     << QStringLiteral("https://files.catbox.moe/abc.png");
+    }
+    void serverAnswers()
+    {
+        QFETCH(QByteArray, fault);
+        QFETCH(QString, expected);
+        setFault(fault);
+        QCOMPARE(message(upload(uploader(m_userhash), makeFile(QStringLiteral("a.png"), "png"))), expected);
+    }
+
+    void transportFailures()
+    {
+        setFault("drop\n");
+        const Result<UploadResult> dropped = upload(uploader(std::nullopt), makeFile(QStringLiteral("d.png"), "png"));
+        QVERIFY(!dropped.ok());
+        QVERIFY(!dropped.error().message.isEmpty());
+
+        QFile delay(QDir(m_stub).filePath(QStringLiteral("delay_ms")));
+        QVERIFY(delay.open(QIODevice::WriteOnly));
+        delay.write("3000");
+        delay.close();
+        const Result<UploadResult> stalled
+            = upload(uploader(std::nullopt, std::chrono::milliseconds(500)), makeFile(QStringLiteral("t.png"), "png"));
+        QCOMPARE(message(stalled), QStringLiteral("The request timed out."));
+    }
+
+    // The limit is decimal megabytes and is checked before a byte is written or sent.
+    void sizeLimit_data()
+    {
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("one byte over") << qint64(200'000'001)
+                                       << QStringLiteral("The file is 200.0 MB; Catbox accepts at most 200.0 MB.");
+        QTest::newRow("missing file") << qint64(-1) << QStringLiteral("No such file or directory");
+    }
+    void sizeLimit()
+    {
+        QFETCH(qint64, size);
+        QFETCH(QString, expected);
+        const QString path = m_dir.filePath(QStringLiteral("large.mp4"));
+        QFile::remove(path);
+        if (size >= 0) {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(size));
+        }
+        const qsizetype sent = requests().size();
+        QCOMPARE(message(upload(uploader(m_userhash), path)), expected);
+        QCOMPARE(requests().size(), sent);
+    }
+
+    void severalAtOnce()
+    {
+        QList<std::optional<Result<UploadResult>>> results(3);
+        for (int i = 0; i < 3; ++i) {
+            uploader(m_userhash)
+                .upload(makeFile(QStringLiteral("p%1.jpg").arg(i), QByteArray(100'000, char('a' + i))), {},
+                    [&results, i](Result<UploadResult> done) { results[i] = std::move(done); });
+        }
+        QVERIFY(QTest::qWaitFor(
+            [&results] {
+                return std::all_of(results.cbegin(), results.cend(), [](const auto &r) { return r.has_value(); });
+            },
+            30'000));
+        for (const auto &result : results)
+            QVERIFY2(result->ok(), qPrintable(message(*result)));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_CatboxUploader)
+#include "tst_CatboxUploader.moc"
