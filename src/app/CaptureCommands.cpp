@@ -110,8 +110,7 @@ int runCommand(const Invocation &invocation, CompositionRoot &root, QIODevice &s
         if (invocation.screenshot.select)
             return runSelection(invocation.screenshot, root, **platform, standardOutput, errors);
         return ScreenshotCommand(**platform, root.preferences()).run(invocation.screenshot, standardOutput, errors);
-    case Invocation::Action::runApp:
-    case Invocation::Action::printAndExit:
+    default:
         break;
     }
     return 1;

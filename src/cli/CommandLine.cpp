@@ -8,16 +8,25 @@
 
 namespace {
 
-Invocation usageError(const QString &problem)
+Invocation withAction(Invocation::Action action)
 {
-    return {Invocation::Action::printAndExit,
-        QLatin1String("qorvel: ") + problem + QLatin1String("\nTry 'qorvel --help' for more information.\n"),
-        CommandLine::usageExitCode, {}};
+    Invocation invocation;
+    invocation.action = action;
+    return invocation;
 }
 
-Invocation printed(const QString &text)
+Invocation printed(const QString &text, int exitCode = 0)
 {
-    return {Invocation::Action::printAndExit, text, 0, {}};
+    Invocation invocation = withAction(Invocation::Action::printAndExit);
+    invocation.output = text;
+    invocation.exitCode = exitCode;
+    return invocation;
+}
+
+Invocation usageError(const QString &problem)
+{
+    return printed(QLatin1String("qorvel: ") + problem + QLatin1String("\nTry 'qorvel --help' for more information.\n"),
+        CommandLine::usageExitCode);
 }
 
 // Parses with `parser`; a usage error when it fails or when there are positional arguments.
@@ -77,7 +86,7 @@ Invocation parseScreenshot(const QStringList &arguments)
         return usageError(
             QLatin1String("unexpected argument '") + parser.positionalArguments().at(1) + QLatin1Char('\''));
 
-    Invocation invocation{Invocation::Action::screenshot, {}, 0, {}};
+    Invocation invocation = withAction(Invocation::Action::screenshot);
     ScreenshotOptions &options = invocation.screenshot;
     if (parser.isSet(select) && (parser.isSet(window) || parser.isSet(display) || parser.isSet(area)))
         return usageError(
@@ -115,6 +124,63 @@ Invocation parseScreenshot(const QStringList &arguments)
     return invocation;
 }
 
+Invocation parseUpload(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, QString());
+    const QCommandLineOption anonymous(QStringLiteral("anonymous"), QString());
+    parser.addOptions({help, anonymous});
+    if (std::optional<Invocation> error = parseOptions(parser, arguments))
+        return *error;
+    if (parser.isSet(help))
+        return printed(CommandLine::helpText());
+    const QStringList files = parser.positionalArguments().mid(1);
+    if (files.isEmpty())
+        return usageError(QStringLiteral("upload needs at least one file"));
+    Invocation invocation = withAction(Invocation::Action::upload);
+    invocation.upload.files = files;
+    invocation.upload.anonymous = parser.isSet(anonymous);
+    return invocation;
+}
+
+Invocation parseUploads(const QStringList &arguments)
+{
+    const QStringList words = arguments.mid(2);
+    if (words.isEmpty())
+        return withAction(Invocation::Action::listUploads);
+    if (words.first() == QLatin1String("clear") && words.size() == 1)
+        return withAction(Invocation::Action::clearUploads);
+    if (words.first() == QLatin1String("delete")) {
+        if (words.size() != 2)
+            return usageError(QStringLiteral("uploads delete takes one ID or list number (see 'qorvel uploads')"));
+        Invocation invocation = withAction(Invocation::Action::deleteUpload);
+        invocation.upload.record = words.at(1);
+        return invocation;
+    }
+    return usageError(QLatin1String("unknown uploads command '") + words.join(QLatin1Char(' ')) + QLatin1Char('\''));
+}
+
+Invocation parseAccount(const QStringList &arguments)
+{
+    const QStringList words = arguments.mid(2);
+    Invocation invocation = withAction(Invocation::Action::account);
+    if (words.isEmpty() || words == QStringList{QStringLiteral("show")})
+        return invocation;
+    if (words == QStringList{QStringLiteral("set")}) {
+        invocation.account = AccountAction::set;
+        return invocation;
+    }
+    if (words == QStringList{QStringLiteral("clear")}) {
+        invocation.account = AccountAction::clear;
+        return invocation;
+    }
+    // The userhash is a secret: it is read from standard input, never from the arguments,
+    // where every user of the machine can see it.
+    if (words.first() == QLatin1String("set"))
+        return usageError(QStringLiteral("account set reads the userhash from standard input, not from arguments"));
+    return usageError(QLatin1String("unknown account command '") + words.join(QLatin1Char(' ')) + QLatin1Char('\''));
+}
+
 } // namespace
 
 QString CommandLine::helpText()
@@ -125,6 +191,9 @@ QString CommandLine::helpText()
                           "                         [--quality Q] [-o FILE|-]\n"
                           "       qorvel displays\n"
                           "       qorvel windows\n"
+                          "       qorvel upload [--anonymous] FILE...\n"
+                          "       qorvel uploads [delete ID|N | clear]\n"
+                          "       qorvel account [show | set | clear]\n"
                           "Screenshots and screen recordings from the system tray.\n"
                           "\n"
                           "With no command, Qorvel starts in the tray. If it is already running, the running\n"
@@ -145,6 +214,15 @@ QString CommandLine::helpText()
                           "  displays     list the displays: id, frame in points, scale, name\n"
                           "  windows      list the windows a selection offers, front to back:\n"
                           "               id, frame in points, owner PID, application\n"
+                          "  upload       upload files to Catbox and print their links; with the userhash\n"
+                          "               of 'qorvel account set' they can be deleted again\n"
+                          "    --anonymous       upload without the userhash\n"
+                          "  uploads      list recent uploads, newest first: number, kind, date, link\n"
+                          "    delete ID|N       delete an upload from Catbox, then from the list\n"
+                          "    clear             forget every upload (the files stay on Catbox)\n"
+                          "  account      show whether a Catbox userhash is stored\n"
+                          "    set               store the userhash read from standard input\n"
+                          "    clear             forget the userhash\n"
                           "\n"
                           "Options:\n"
                           "  -h, --help     show this help and exit\n"
@@ -156,12 +234,17 @@ Invocation CommandLine::parse(const QStringList &arguments)
     const QString command = arguments.value(1);
     if (command == QLatin1String("screenshot"))
         return parseScreenshot(arguments);
+    if (command == QLatin1String("upload"))
+        return parseUpload(arguments);
+    if (command == QLatin1String("uploads"))
+        return parseUploads(arguments);
+    if (command == QLatin1String("account"))
+        return parseAccount(arguments);
     if (command == QLatin1String("displays") || command == QLatin1String("windows")) {
         if (arguments.size() > 2)
             return usageError(QLatin1String("unexpected argument '") + arguments.at(2) + QLatin1Char('\''));
-        return {
-            command == QLatin1String("displays") ? Invocation::Action::listDisplays : Invocation::Action::listWindows,
-            {}, 0, {}};
+        return withAction(
+            command == QLatin1String("displays") ? Invocation::Action::listDisplays : Invocation::Action::listWindows);
     }
 
     QCommandLineParser parser;

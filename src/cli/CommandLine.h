@@ -19,6 +19,15 @@ struct ScreenshotOptions
     QString outputPath; // empty: the screenshot folder under the template name; "-": standard output
 };
 
+struct UploadOptions
+{
+    QStringList files; // `upload`: the files, in order
+    bool anonymous = false; // `upload`: leave the stored userhash out
+    QString record; // `uploads delete`: a record's id, or its 1-based place in the list
+};
+
+enum class AccountAction { show, set, clear };
+
 // What the process was asked to do, decided before any window-system connection is made, so
 // that --help and --version work anywhere and a typo costs nothing.
 struct Invocation
@@ -29,12 +38,19 @@ struct Invocation
         screenshot,
         listDisplays,
         listWindows,
+        upload,
+        listUploads,
+        deleteUpload,
+        clearUploads,
+        account,
     };
 
     Action action = Action::runApp;
     QString output;
     int exitCode = 0;
     ScreenshotOptions screenshot;
+    UploadOptions upload;
+    AccountAction account = AccountAction::show;
 };
 
 class CommandLine

@@ -1,0 +1,52 @@
+#include "AccountCommand.h"
+
+#include "SecretStore.h"
+
+int AccountCommand::show(SecretStore &secrets, QTextStream &output, QTextStream &errors)
+{
+    const Result<std::optional<QByteArray>> stored = secrets.read(QLatin1String(SecretAccounts::userhash));
+    if (!stored) {
+        errors << "qorvel: couldn't read the userhash: " << stored.error().message << '\n';
+        return 1;
+    }
+    const QString userhash = stored->has_value() ? QString::fromUtf8(**stored) : QString();
+    if (userhash.isEmpty())
+        output << "No Catbox userhash is stored: uploads are anonymous and can't be deleted.\n";
+    else
+        output << "Catbox userhash " << masked(userhash) << " is stored: uploads can be deleted again.\n";
+    return 0;
+}
+
+int AccountCommand::set(const QString &userhash, SecretStore &secrets, QTextStream &output, QTextStream &errors)
+{
+    const QString trimmed = userhash.trimmed();
+    if (trimmed.isEmpty()) {
+        errors << "qorvel: no userhash given; 'qorvel account clear' forgets the stored one\n";
+        return 1;
+    }
+    const Result<void> written = secrets.write(trimmed.toUtf8(), QLatin1String(SecretAccounts::userhash));
+    if (!written) {
+        errors << "qorvel: couldn't save the userhash: " << written.error().message << '\n';
+        return 1;
+    }
+    output << "Catbox userhash " << masked(trimmed) << " stored.\n";
+    return 0;
+}
+
+int AccountCommand::clear(SecretStore &secrets, QTextStream &output, QTextStream &errors)
+{
+    const Result<void> written = secrets.write(std::nullopt, QLatin1String(SecretAccounts::userhash));
+    if (!written) {
+        errors << "qorvel: couldn't remove the userhash: " << written.error().message << '\n';
+        return 1;
+    }
+    output << "No Catbox userhash is stored now: uploads are anonymous.\n";
+    return 0;
+}
+
+QString AccountCommand::masked(const QString &userhash)
+{
+    if (userhash.size() < 12)
+        return QStringLiteral("(%1 characters)").arg(userhash.size());
+    return userhash.left(2) + QStringLiteral("…") + userhash.right(2);
+}
