@@ -1,7 +1,9 @@
 #include "CompositionRoot.h"
 
+#include "CatboxUploader.h"
 #include "DBusInstanceChannel.h"
 #include "LocalSocketInstanceChannel.h"
+#include "SecretServiceStore.h"
 #include "X11Connection.h"
 #include "X11ScreenCapture.h"
 
@@ -9,6 +11,7 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QLoggingCategory>
+#include <QNetworkAccessManager>
 #include <QScreen>
 #include <QStandardPaths>
 
@@ -63,6 +66,27 @@ CompositionRoot::CompositionRoot()
 }
 
 CompositionRoot::~CompositionRoot() = default;
+
+SecretStore &CompositionRoot::secrets()
+{
+    if (!m_secrets)
+        m_secrets = std::make_unique<SecretServiceStore>();
+    return *m_secrets;
+}
+
+Result<std::unique_ptr<Uploader>> CompositionRoot::makeUploader(std::optional<QString> userhash)
+{
+    // The override exists for the test harness's stand-in server; it is read here only and
+    // never written anywhere.
+    const Result<QUrl> endpoint = CatboxProtocol::endpoint(qEnvironmentVariable("QORVEL_CATBOX_ENDPOINT"));
+    if (!endpoint)
+        return endpoint.error();
+    if (!m_network)
+        m_network = std::make_unique<QNetworkAccessManager>();
+    CatboxUploader::Options options;
+    options.endpoint = *endpoint;
+    return std::unique_ptr<Uploader>(std::make_unique<CatboxUploader>(*m_network, std::move(userhash), options));
+}
 
 Result<InstanceChannel::Role> CompositionRoot::claimInstance(InstanceRequest requestIfSecondary)
 {

@@ -3,14 +3,18 @@
 #include "InstanceChannel.h"
 #include "Preferences.h"
 #include "ScreenCapturePlatform.h"
+#include "SecretStore.h"
 #include "StagingFolders.h"
+#include "Uploader.h"
 #include "X11Grabber.h"
 
 #include <future>
 
+#include <memory>
+
+class QNetworkAccessManager;
 class QScreen;
 class X11ScreenCapture;
-#include <memory>
 
 // The one place that reads the environment and picks backends. Everything below it is
 // handed what it needs; nothing below it looks at environment variables or global paths.
@@ -43,6 +47,12 @@ public:
     // Later grabs read the screen as it is then.
     void endEarlyScreenGrab();
 
+    // The process's one secret store: the Secret Service of the session bus.
+    SecretStore &secrets();
+    // A Catbox uploader for one operation, with `userhash` or anonymous. It fails when the
+    // environment points uploads at an endpoint that is not allowed. Needs a Qt application.
+    Result<std::unique_ptr<Uploader>> makeUploader(std::optional<QString> userhash);
+
     // The Qt screen that shows `display`: by name, else by origin.
     static QScreen *screenFor(const ScreenDisplay &display);
 
@@ -53,4 +63,6 @@ private:
     bool m_isTestHost = false;
     std::shared_ptr<X11ScreenCapture> m_screenCapture;
     std::shared_future<Result<Bitmap>> m_earlyScreenGrab;
+    std::unique_ptr<SecretStore> m_secrets;
+    std::unique_ptr<QNetworkAccessManager> m_network;
 };

@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "CompositionRoot.h"
 #include "UnixSignalWatcher.h"
+#include "UploadCommands.h"
 #include "Version.h"
 
 #include <QApplication>
@@ -31,6 +32,8 @@ int main(int argc, char *argv[])
     // Qt gets the program name alone. QT_QPA_PLATFORM and DISPLAY still choose for Qt.
     int qtArgc = 1;
     char *qtArgv[] = {argv[0], nullptr};
+    if (UploadCommands::handles(invocation))
+        return UploadCommands::run(invocation, qtArgc, qtArgv);
     if (invocation.action != Invocation::Action::runApp)
         CaptureCommands::run(invocation, qtArgc, qtArgv);
 

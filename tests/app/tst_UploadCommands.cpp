@@ -1,0 +1,221 @@
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+const QString knownUserhash = QStringLiteral("testhash0123456789");
+
+struct Run
+{
+    int exitCode = -1;
+    QString output;
+    QString errors;
+};
+
+} // namespace
+
+// The upload commands of the real executable against the Catbox stand-in and a real keyring
+// on a private bus.
+class tst_UploadCommands : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    QString m_stub = qEnvironmentVariable("CATBOX_STUB_DIR");
+
+    static Run qorvel(const QStringList &arguments, const QByteArray &input = QByteArray(),
+        const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
+    {
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(QORVEL_EXECUTABLE), arguments);
+        process.write(input);
+        process.closeWriteChannel();
+        Run run;
+        if (!process.waitForFinished(60'000)) {
+            process.kill();
+            run.errors = QStringLiteral("qorvel did not finish");
+            return run;
+        }
+        run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        run.output = QString::fromUtf8(process.readAllStandardOutput());
+        run.errors = QString::fromUtf8(process.readAllStandardError());
+        return run;
+    }
+
+    QString makeShot(const QString &name)
+    {
+        const QString path = m_dir.filePath(name);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly))
+            qFatal("cannot write %s", qPrintable(path));
+        file.write(QByteArray("\x89PNG\r\n\x1a\n") + QByteArray(5000, 'p'));
+        return path;
+    }
+
+    void setFault(const QByteArray &fault)
+    {
+        QFile file(QDir(m_stub).filePath(QStringLiteral("fault")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(fault);
+    }
+
+    static void restartKeyring()
+    {
+        QCOMPARE(QProcess::execute(qEnvironmentVariable("QORVEL_SESSION_KEYRING_RESTART"), {}), 0);
+    }
+
+    // Files of the session's user that hold `secret`, and request bodies left behind (they
+    // carry the userhash too).
+    QStringList filesHolding(const QString &secret) const
+    {
+        QStringList found = QDir::temp().entryList({QStringLiteral("qorvel-upload-*")}, QDir::Files);
+        const QStringList roots{qEnvironmentVariable("XDG_CONFIG_HOME"), qEnvironmentVariable("XDG_CACHE_HOME"),
+            qEnvironmentVariable("XDG_DATA_HOME"), qEnvironmentVariable("HOME")};
+        for (const QString &root : roots) {
+            if (root.isEmpty())
+                continue;
+            QDirIterator files(root, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+            while (files.hasNext()) {
+                QFile file(files.next());
+                // The keyring's own file is encrypted; the stand-in's folder holds what a
+                // server would receive, where the userhash belongs.
+                if (file.fileName().contains(QLatin1String("keyring")) || file.fileName().startsWith(m_stub))
+                    continue;
+                if (file.size() < 10'000'000 && file.open(QIODevice::ReadOnly)
+                    && file.readAll().contains(secret.toUtf8()))
+                    found << file.fileName();
+            }
+        }
+        return found;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY2(!m_stub.isEmpty() && qEnvironmentVariableIsSet("QORVEL_SESSION_KEYRING_RESTART"),
+            "run under tests/harness/qorvel-session --dbus --keyring --catbox");
+    }
+
+    void init() { QFile::remove(QDir(m_stub).filePath(QStringLiteral("fault"))); }
+
+    // From a stored userhash to a deletable upload that survives the keyring's restart.
+    void accountUploadListDelete()
+    {
+        Run run = qorvel({QStringLiteral("account"), QStringLiteral("show")});
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY(run.output.startsWith(QLatin1String("No Catbox userhash is stored")));
+
+        run = qorvel({QStringLiteral("account"), QStringLiteral("set")}, knownUserhash.toUtf8() + '\n');
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY(!run.output.contains(knownUserhash));
+        run = qorvel({QStringLiteral("account")});
+        QVERIFY2(run.output.contains(QString::fromUtf8("te…89")), qPrintable(run.output));
+
+        const QString shot = makeShot(QStringLiteral("shot.png"));
+        run = qorvel({QStringLiteral("upload"), shot});
+        QCOMPARE(run.exitCode, 0);
+        const QRegularExpressionMatch link
+            = QRegularExpression(QStringLiteral("^(https://files\\.catbox\\.moe/([a-z0-9]+\\.png))\\n$"))
+                  .match(run.output);
+        QVERIFY2(link.hasMatch(), qPrintable(run.output + run.errors));
+        QVERIFY(QFile::exists(QDir(m_stub).filePath(QLatin1String("files/") + link.captured(2))));
+
+        restartKeyring();
+        run = qorvel({QStringLiteral("uploads")});
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY2(QRegularExpression(QStringLiteral("^ 1  image  \\S+ \\S+  %1  deletable  [0-9A-F-]{36}\\n$")
+                                        .arg(QRegularExpression::escape(link.captured(1))))
+                     .match(run.output)
+                     .hasMatch(),
+            qPrintable(run.output));
+
+        QCOMPARE(filesHolding(knownUserhash), QStringList());
+
+        run = qorvel({QStringLiteral("uploads"), QStringLiteral("delete"), QStringLiteral("1")});
+        QCOMPARE(run.output, QStringLiteral("Deleted %1\n").arg(link.captured(1)));
+        QVERIFY(!QFile::exists(QDir(m_stub).filePath(QLatin1String("files/") + link.captured(2))));
+        QCOMPARE(qorvel({QStringLiteral("uploads")}).output, QStringLiteral("No uploads yet.\n"));
+
+        // Anonymous uploads are listed as such and never sent a delete.
+        QCOMPARE(qorvel({QStringLiteral("upload"), QStringLiteral("--anonymous"), shot}).exitCode, 0);
+        run = qorvel({QStringLiteral("uploads"), QStringLiteral("delete"), QStringLiteral("1")});
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.errors,
+            QStringLiteral("qorvel: This file can't be deleted from Catbox because it was uploaded anonymously.\n"));
+        run = qorvel({QStringLiteral("uploads"), QStringLiteral("clear")});
+        QCOMPARE(run.output, QStringLiteral("Forgot 1 upload; the files stay on Catbox.\n"));
+
+        QCOMPARE(qorvel({QStringLiteral("account"), QStringLiteral("clear")}).exitCode, 0);
+        QVERIFY(qorvel({QStringLiteral("account")}).output.startsWith(QLatin1String("No Catbox userhash")));
+    }
+
+    // The description the user reads for each way an upload fails; the other files still go.
+    void failuresSayWhy_data()
+    {
+        QTest::addColumn<QByteArray>("fault");
+        QTest::addColumn<QString>("description");
+        QTest::newRow("rate limited") << QByteArray("429\nRetry-After: 30\n\nSlow down")
+                                      << QStringLiteral("Catbox is temporarily limiting uploads. Try again in 30 s.");
+        QTest::newRow("server error") << QByteArray("500\n\n")
+                                      << QStringLiteral("Catbox rejected the file (HTTP 500).");
+        QTest::newRow("not a Catbox link") << QByteArray("200\n\nhttps://example.com/a.png")
+                                           << QStringLiteral("Catbox returned an unexpected response.");
+    }
+    void failuresSayWhy()
+    {
+        QFETCH(QByteArray, fault);
+        QFETCH(QString, description);
+        setFault(fault);
+        const QString failing = makeShot(QStringLiteral("first.png"));
+        const Run run = qorvel({QStringLiteral("upload"), failing, makeShot(QStringLiteral("second.png"))});
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.errors, QStringLiteral("qorvel: %1: %2\n").arg(failing, description));
+        QVERIFY(run.output.startsWith(QLatin1String("https://files.catbox.moe/")));
+    }
+
+    void refusedSetups_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("variable");
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("endpoint in clear elsewhere")
+            << QStringList{QStringLiteral("upload"), QStringLiteral("x.png")} << "QORVEL_CATBOX_ENDPOINT"
+            << "http://192.0.2.1/user/api.php"
+            << "qorvel: QORVEL_CATBOX_ENDPOINT must be an https address";
+        QTest::newRow("no Secret Service")
+            << QStringList{QStringLiteral("account"), QStringLiteral("set")} << "DBUS_SESSION_BUS_ADDRESS"
+            << "unix:path=/nonexistent"
+            << "qorvel: couldn't save the userhash: ";
+        QTest::newRow("userhash in the arguments")
+            << QStringList{QStringLiteral("account"), QStringLiteral("set"), knownUserhash} << ""
+            << ""
+            << "qorvel: account set reads the userhash from standard input";
+    }
+    void refusedSetups()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, variable);
+        QFETCH(QString, value);
+        QFETCH(QString, error);
+        if (arguments.last() == QLatin1String("x.png"))
+            arguments.last() = makeShot(QStringLiteral("x.png"));
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        if (!variable.isEmpty())
+            environment.insert(variable, value);
+        const Run run = qorvel(arguments, knownUserhash.toUtf8(), environment);
+        QVERIFY(run.exitCode != 0);
+        QVERIFY2(run.errors.startsWith(error), qPrintable(run.errors));
+        QVERIFY(!run.errors.contains(knownUserhash));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_UploadCommands)
+#include "tst_UploadCommands.moc"
