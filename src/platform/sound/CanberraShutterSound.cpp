@@ -1,0 +1,78 @@
+#include "CanberraShutterSound.h"
+
+#include <alsa/asoundlib.h>
+#include <canberra.h>
+
+#include <cstdint>
+
+namespace {
+
+// One id for every shutter: cancelling it stops the previous capture's sound.
+constexpr std::uint32_t shutterId = 1;
+
+// ALSA writes its configuration errors to stderr, which on a machine without a sound card is
+// every play. A desktop without sound plays nothing and says nothing; the calls still fail.
+void ignoreAlsaError(const char *, int, const char *, int, const char *, ...)
+{
+}
+
+} // namespace
+
+CanberraShutterSound::~CanberraShutterSound()
+{
+    {
+        std::lock_guard lock(m_mutex);
+        m_stopping = true;
+    }
+    m_wake.notify_one();
+    if (m_worker.joinable())
+        m_worker.join();
+}
+
+void CanberraShutterSound::play()
+{
+    {
+        std::lock_guard lock(m_mutex);
+        m_pending = true;
+        if (!m_worker.joinable())
+            m_worker = std::thread([this] { run(); });
+    }
+    m_wake.notify_one();
+}
+
+void CanberraShutterSound::run()
+{
+    ca_context *context = nullptr;
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        m_wake.wait(lock, [this] { return m_pending || m_stopping; });
+        if (m_stopping)
+            break;
+        m_pending = false;
+        lock.unlock();
+
+        if (!context) {
+            snd_lib_error_set_handler(ignoreAlsaError);
+            if (ca_context_create(&context) == CA_SUCCESS) {
+                ca_context_change_props(context, CA_PROP_APPLICATION_NAME, "Qorvel", CA_PROP_APPLICATION_ID,
+                    "com.vostrink.qorvel", nullptr);
+                // Without a usable driver there is nothing to play now; the next capture tries
+                // again, so a sound server started later is found.
+                if (ca_context_open(context) != CA_SUCCESS) {
+                    ca_context_destroy(context);
+                    context = nullptr;
+                }
+            }
+        }
+        if (context) {
+            ca_context_cancel(context, shutterId);
+            ca_context_play(context, shutterId, CA_PROP_EVENT_ID, "screen-capture", CA_PROP_EVENT_DESCRIPTION,
+                "Screenshot taken", CA_PROP_CANBERRA_CACHE_CONTROL, "permanent", nullptr);
+        }
+
+        lock.lock();
+    }
+    lock.unlock();
+    if (context)
+        ca_context_destroy(context);
+}
