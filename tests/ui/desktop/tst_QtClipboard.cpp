@@ -1,0 +1,100 @@
+#include "PatternBitmap.h"
+#include "QtClipboard.h"
+
+#include <QDeadlineTimer>
+#include <QMap>
+#include <QProcess>
+#include <QSet>
+#include <QTest>
+
+namespace {
+
+using Put = std::function<void(Clipboard &)>;
+using Pastes = QMap<QString, QByteArray>;
+
+// What another program pastes. This process owns the clipboard and answers from its event loop,
+// so the loop runs while xclip waits.
+QByteArray paste(const QString &target)
+{
+    QProcess xclip;
+    xclip.start(QStringLiteral("xclip"),
+        {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), target,
+            QStringLiteral("-o")});
+    const QDeadlineTimer deadline(10000);
+    while (xclip.state() != QProcess::NotRunning && !deadline.hasExpired())
+        QTest::qWait(5);
+    return xclip.exitCode() == 0 ? xclip.readAllStandardOutput() : "<failed: " + xclip.readAllStandardError() + '>';
+}
+
+} // namespace
+
+class tst_QtClipboard : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    // Each item replaces the previous one whole and offers only its own types: no lossy image
+    // formats, nothing that makes a link look like a file. A file's URL survives any name.
+    void offersOneItem_data()
+    {
+        QTest::addColumn<Put>("put");
+        QTest::addColumn<QSet<QString>>("types");
+        QTest::addColumn<Pastes>("pastes");
+        const QString path = QStringLiteral("/tmp/50% #1?/Straße 😀.png");
+        const QByteArray url = "file:///tmp/50%25%20%231%3F/Stra%C3%9Fe%20%F0%9F%98%80.png";
+        const Put file = [path](Clipboard &clipboard) { clipboard.setFile(path); };
+        const Put image = [](Clipboard &clipboard) { clipboard.setImage(patternBitmap(QSize(4, 3)), 1.0); };
+        const Put link
+            = [](Clipboard &clipboard) { clipboard.setLink(QUrl(QStringLiteral("https://files.catbox.moe/a b.png"))); };
+        const auto after = [](Put first, Put second) {
+            return Put([=](Clipboard &clipboard) {
+                first(clipboard);
+                second(clipboard);
+            });
+        };
+
+        QTest::newRow("image after a file")
+            << after(file, image) << QSet<QString>{QStringLiteral("image/png")} << Pastes{};
+        QTest::newRow("file after an image")
+            << after(image, file)
+            << QSet<QString>{QStringLiteral("text/uri-list"), QStringLiteral("text/x-moz-url"),
+                   QStringLiteral("x-special/gnome-copied-files"), QStringLiteral("text/plain")}
+            << Pastes{{QStringLiteral("text/uri-list"), url + "\r\n"},
+                   {QStringLiteral("x-special/gnome-copied-files"), "copy\n" + url},
+                   {QStringLiteral("text/plain"), path.toUtf8()}};
+        QTest::newRow("link after a file")
+            << after(file, link) << QSet<QString>{QStringLiteral("text/plain")}
+            << Pastes{{QStringLiteral("text/plain"), "https://files.catbox.moe/a%20b.png"}};
+    }
+
+    void offersOneItem()
+    {
+        QFETCH(Put, put);
+        QFETCH(QSet<QString>, types);
+        QFETCH(Pastes, pastes);
+
+        QtClipboard clipboard;
+        put(clipboard);
+        QSet<QString> offered; // without X11's own targets (TARGETS, UTF8_STRING, ...)
+        for (const QByteArray &target : paste(QStringLiteral("TARGETS")).split('\n'))
+            if (target.contains('/'))
+                offered.insert(QString::fromLatin1(target));
+        QCOMPARE(offered, types);
+        for (auto pasted = pastes.cbegin(); pasted != pastes.cend(); ++pasted)
+            QCOMPARE(paste(pasted.key()), pasted.value());
+    }
+
+    // Full pixel size, exact pixels, and a resolution that shows the image at its size on screen.
+    void imageIsThePng()
+    {
+        QtClipboard clipboard;
+        clipboard.setImage(patternBitmap(QSize(97, 61)), 2.0);
+        const QImage image = QImage::fromData(paste(QStringLiteral("image/png")), "PNG");
+        QCOMPARE(image.convertToFormat(QImage::Format_RGB32), patternImage(QSize(97, 61)));
+        QCOMPARE(image.dotsPerMeterX(), 5669); // 144 dpi
+        QCOMPARE(image.dotsPerMeterY(), 5669);
+    }
+};
+
+QTEST_MAIN(tst_QtClipboard)
+#include "tst_QtClipboard.moc"
