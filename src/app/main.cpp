@@ -1,5 +1,6 @@
 #include "AppDelegate.h"
 #include "CaptureCommands.h"
+#include "ClipboardKeeper.h"
 #include "CommandLine.h"
 #include "CompositionRoot.h"
 #include "UnixSignalWatcher.h"
@@ -17,6 +18,11 @@ int main(int argc, char *argv[])
 {
     // Qorvel speaks English whatever the desktop's language; no translations are loaded.
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+
+    // The background owner of a copy made by the command line: started by Qorvel itself with
+    // arguments of its own, which the command-line parser rightly does not know.
+    if (ClipboardKeeper::isKeeperInvocation(argc, argv))
+        return ClipboardKeeper::runKeeper(argc, argv);
 
     QStringList arguments;
     for (int i = 0; i < argc; ++i)

@@ -1,0 +1,131 @@
+#include "ClipboardKeeper.h"
+#include "ImageEncoder.h"
+#include "PatternBitmap.h"
+
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QTest>
+
+#include <cstdio>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+namespace {
+
+// `tst_ClipboardKeeper copy file|image` stands in for `qorvel screenshot --copy`: it copies from
+// a process whose Qt runs its X connection's thread, prints the keeper's pid and exits.
+int copyAndExit(char **argv)
+{
+    int qtArgc = 1;
+    QGuiApplication app(qtArgc, argv);
+    if (qEnvironmentVariableIsSet("KEEPER_WITHOUT_DISPLAY"))
+        qunsetenv("DISPLAY");
+    const bool image = qstrcmp(argv[2], "image") == 0;
+    const Result<qint64> keeper = ClipboardKeeper::keepInBackground([image](Clipboard &clipboard) {
+        image ? clipboard.setImage(patternBitmap(QSize(640, 400)), 2.0) : clipboard.setFile(QStringLiteral("/tmp/a b"));
+    });
+    if (!keeper)
+        std::fprintf(stderr, "%s (%s)\n", qPrintable(keeper.error().message), qPrintable(keeper.error().detail));
+    else
+        std::printf("%lld\n", static_cast<long long>(*keeper));
+    return keeper ? 0 : 1;
+}
+
+QByteArray paste(const QString &target)
+{
+    QProcess xclip;
+    xclip.start(QStringLiteral("xclip"),
+        {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), target,
+            QStringLiteral("-o")});
+    return xclip.waitForFinished(10000) && xclip.exitCode() == 0 ? xclip.readAllStandardOutput() : "<failed>";
+}
+
+// The exit status of `pid`, a child of this process, or -1 while it still runs after 5 s.
+int exitStatus(pid_t pid)
+{
+    int status = 0;
+    for (int waited = 0; ::waitpid(pid, &status, WNOHANG) != pid; waited += 20) {
+        if (waited >= 5000)
+            return -1;
+        QTest::qWait(20);
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+} // namespace
+
+class tst_ClipboardKeeper : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    // The keepers of the copying processes are reparented here, so their end can be waited for.
+    void initTestCase() { QCOMPARE(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0); }
+
+    // The copy outlives the process that made it, byte for byte; the keeper ends when another
+    // program takes the clipboard.
+    void keepsTheCopyUntilTaken_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("file") << QStringLiteral("file") << QStringLiteral("text/uri-list")
+                              << QByteArray("file:///tmp/a%20b\r\n");
+        const Result<QByteArray> png = ImageEncoder::encode(patternBitmap(QSize(640, 400)), ImageFormat::png, 2.0, 1.0);
+        QVERIFY(png);
+        QTest::newRow("image") << QStringLiteral("image") << QStringLiteral("image/png") << *png;
+    }
+
+    void keepsTheCopyUntilTaken()
+    {
+        QFETCH(QString, kind);
+        QFETCH(QString, target);
+        QFETCH(QByteArray, expected);
+
+        // Through a pipe, as `qorvel screenshot --copy | cat`: the pipeline must end with the
+        // command, not when the keeper lets go of the pipe.
+        QProcess shell;
+        shell.start(QStringLiteral("sh"),
+            {QStringLiteral("-c"), QStringLiteral("\"$0\" copy \"$1\" | cat"), QCoreApplication::applicationFilePath(),
+                kind});
+        QVERIFY(shell.waitForFinished(15000));
+        const pid_t keeper = shell.readAllStandardOutput().trimmed().toInt();
+        QVERIFY2(keeper > 0, shell.readAllStandardError().constData());
+
+        QCOMPARE(paste(target), expected);
+        QCOMPARE(QProcess::execute(QStringLiteral("sh"),
+                     {QStringLiteral("-c"), QStringLiteral("printf x | xclip -selection clipboard -i -loops 1")}),
+            0);
+        QCOMPARE(exitStatus(keeper), 0);
+        QCOMPARE(paste(QStringLiteral("UTF8_STRING")), QByteArray("x"));
+    }
+
+    // A keeper that cannot start is an error for the caller to report, without a long wait.
+    void reportsAKeeperThatCannotStart()
+    {
+        QProcess copy;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("KEEPER_WITHOUT_DISPLAY"), QStringLiteral("1"));
+        copy.setProcessEnvironment(environment);
+        QElapsedTimer timer;
+        timer.start();
+        copy.start(QCoreApplication::applicationFilePath(), {QStringLiteral("copy"), QStringLiteral("file")});
+        QVERIFY(copy.waitForFinished(15000));
+        QCOMPARE_LT(timer.elapsed(), 5000);
+        QVERIFY(copy.readAllStandardError().startsWith("Couldn't keep the copy on the clipboard."));
+    }
+};
+
+int main(int argc, char *argv[])
+{
+    if (ClipboardKeeper::isKeeperInvocation(argc, argv))
+        return ClipboardKeeper::runKeeper(argc, argv);
+    if (argc == 3 && qstrcmp(argv[1], "copy") == 0)
+        return copyAndExit(argv);
+    QCoreApplication app(argc, argv);
+    tst_ClipboardKeeper test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_ClipboardKeeper.moc"
