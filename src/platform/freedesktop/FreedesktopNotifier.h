@@ -1,0 +1,65 @@
+#pragma once
+
+#include "Notifier.h"
+
+#include <QDBusConnection>
+#include <QDir>
+#include <QHash>
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <QUrl>
+
+#include <functional>
+#include <optional>
+
+// Notifications through org.freedesktop.Notifications. Posting never waits for the server: the
+// call is asynchronous, and its answer decides what happens next. A click arrives later as
+// ActionInvoked, which the server sends to the posting connection alone, so the notifier
+// listens on the connection it posts from.
+//
+// A thumbnail is a PNG in the temporary folder, named in the "image-path" hint. It lives as
+// long as its notification: removed when the server reports it closed, when posting fails, and
+// at the latest with the notifier.
+class FreedesktopNotifier : public QObject, public Notifier
+{
+    Q_OBJECT
+
+public:
+    struct Handlers
+    {
+        std::function<void(const QUrl &link)> openUrl;
+        std::function<void(const QString &path)> reveal; // only for a file that still exists
+        // A failure that no notification server could show; successes are dropped instead.
+        std::function<void(const QString &title, const QString &body)> alert;
+    };
+
+    static constexpr const char *serviceName = "org.freedesktop.Notifications";
+    static constexpr const char *objectPath = "/org/freedesktop/Notifications";
+
+    FreedesktopNotifier(
+        QDBusConnection bus, Handlers handlers, QString temporaryFolder = QDir::tempPath(), QObject *parent = nullptr);
+    ~FreedesktopNotifier() override;
+
+    void post(const NotificationRequest &request) override;
+
+private Q_SLOTS:
+    void onActionInvoked(uint id, const QString &key);
+    void onNotificationClosed(uint id, uint reason);
+
+private:
+    struct Shown
+    {
+        std::optional<NotificationAction> action;
+        QString thumbnail; // empty for none
+    };
+
+    QString writeThumbnail(const NotificationRequest &request);
+    void discardThumbnail(const QString &path);
+
+    QDBusConnection m_bus;
+    Handlers m_handlers;
+    QString m_temporaryFolder;
+    QHash<uint, Shown> m_shown;
+    QSet<QString> m_thumbnails; // every file this notifier wrote and has not removed yet
+};
