@@ -1,6 +1,7 @@
 #include "CaptureCommands.h"
 
 #include "CommandLine.h"
+#include "CommandLineDelivery.h"
 #include "CompositionRoot.h"
 #include "DisplaysCommand.h"
 #include "FrozenScreenCapture.h"
@@ -24,6 +25,13 @@
 #include <unistd.h>
 
 namespace {
+
+ScreenshotCommand::Deliver deliverer(CompositionRoot &root)
+{
+    return [&root](CaptureOutput::Screenshot shot, bool notify) {
+        return CommandLineDelivery(root).deliverScreenshot(std::move(shot), notify);
+    };
+}
 
 // The user picks the target in the overlay; the capture is then cut from the screens as they
 // were when it opened. None when the user cancelled.
@@ -80,7 +88,8 @@ int runSelection(const ScreenshotOptions &options, CompositionRoot &root, Screen
         return 1;
     }
     FrozenScreenCapture frozenScreens(*content, frozen, live);
-    return ScreenshotCommand(frozenScreens, root.preferences()).run(options, standardOutput, errors, chosen);
+    return ScreenshotCommand(frozenScreens, root.preferences(), deliverer(root))
+        .run(options, standardOutput, errors, chosen);
 }
 
 int runCommand(const Invocation &invocation, CompositionRoot &root, QIODevice &standardOutput, QTextStream &errors)
@@ -109,7 +118,8 @@ int runCommand(const Invocation &invocation, CompositionRoot &root, QIODevice &s
     case Invocation::Action::screenshot:
         if (invocation.screenshot.select)
             return runSelection(invocation.screenshot, root, **platform, standardOutput, errors);
-        return ScreenshotCommand(**platform, root.preferences()).run(invocation.screenshot, standardOutput, errors);
+        return ScreenshotCommand(**platform, root.preferences(), deliverer(root))
+            .run(invocation.screenshot, standardOutput, errors);
     default:
         break;
     }

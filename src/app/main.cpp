@@ -2,6 +2,7 @@
 #include "CaptureCommands.h"
 #include "ClipboardKeeper.h"
 #include "CommandLine.h"
+#include "CommandLineDelivery.h"
 #include "CompositionRoot.h"
 #include "UnixSignalWatcher.h"
 #include "UploadCommands.h"
@@ -22,7 +23,7 @@ int main(int argc, char *argv[])
     // The background owner of a copy made by the command line: started by Qorvel itself with
     // arguments of its own, which the command-line parser rightly does not know.
     if (ClipboardKeeper::isKeeperInvocation(argc, argv))
-        return ClipboardKeeper::runKeeper(argc, argv);
+        return ClipboardKeeper::runKeeper(argc, argv, &CommandLineDelivery::showInKeeper);
 
     QStringList arguments;
     for (int i = 0; i < argc; ++i)

@@ -4,6 +4,7 @@
 
 #include <QCommandLineParser>
 
+#include <array>
 #include <cmath>
 
 namespace {
@@ -78,6 +79,11 @@ Invocation parseScreenshot(const QStringList &arguments)
     const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")}, QString(), QStringLiteral("FILE"));
     const QCommandLineOption select(QStringLiteral("select"), QString());
     parser.addOptions({help, display, window, area, format, quality, output, select});
+    const std::array<const char *, 3> actions{"copy", "save", "upload"};
+    for (const char *action : actions) {
+        parser.addOption(QCommandLineOption(QLatin1String(action), QString()));
+        parser.addOption(QCommandLineOption(QLatin1String("no-") + QLatin1String(action), QString()));
+    }
     if (std::optional<Invocation> error = parseOptions(parser, arguments))
         return *error;
     if (parser.isSet(help))
@@ -121,6 +127,21 @@ Invocation parseScreenshot(const QStringList &arguments)
             return usageError(QStringLiteral("--quality takes a number from 0 to 1"));
     }
     options.outputPath = parser.value(output);
+    std::optional<bool> *overrides[] = {&options.copy, &options.save, &options.upload};
+    for (std::size_t i = 0; i < actions.size(); ++i) {
+        const QString on = QLatin1String(actions[i]);
+        const QString off = QLatin1String("no-") + on;
+        if (parser.isSet(on) && parser.isSet(off))
+            return usageError(QStringLiteral("--%1 and --%2 contradict each other").arg(on, off));
+        if (parser.isSet(on) || parser.isSet(off))
+            *overrides[i] = parser.isSet(on);
+    }
+    if (options.outputPath == QLatin1String("-")
+        && (options.save == true || options.upload == true || options.copy == true))
+        return usageError(
+            QStringLiteral("-o - writes the image to standard output; it takes no --copy, --save or --upload"));
+    if (!options.outputPath.isEmpty() && options.outputPath != QLatin1String("-") && options.save.has_value())
+        return usageError(QStringLiteral("-o FILE saves the screenshot there; it takes no --save or --no-save"));
     return invocation;
 }
 
@@ -189,6 +210,7 @@ QString CommandLine::helpText()
                           "       qorvel screenshot [--select | --display ID | --window XID] [--area X,Y,W,H]\n"
                           "                         [--format png|jpeg]\n"
                           "                         [--quality Q] [-o FILE|-]\n"
+                          "                         [--[no-]copy] [--[no-]save] [--[no-]upload]\n"
                           "       qorvel displays\n"
                           "       qorvel windows\n"
                           "       qorvel upload [--anonymous] FILE...\n"
@@ -211,6 +233,12 @@ QString CommandLine::helpText()
                           "    --quality Q       JPEG quality from 0 to 1 (default: the preferences, 0.9)\n"
                           "    -o, --output FILE write FILE, which must not exist yet; '-' writes to standard output\n"
                           "                      (default: the screenshot folder, named by the file name template)\n"
+                          "    --copy, --save, --upload\n"
+                          "                      copy the image, save it, upload it (the link is then copied\n"
+                          "                      instead); the defaults are the preferences' screenshot actions\n"
+                          "                      and a notification tells the outcome; --no-copy, --no-save,\n"
+                          "                      --no-upload turn one off. With -o FILE only FILE is written,\n"
+                          "                      unless --copy or --upload ask for more, and nothing is notified\n"
                           "  displays     list the displays: id, frame in points, scale, name\n"
                           "  windows      list the windows a selection offers, front to back:\n"
                           "               id, frame in points, owner PID, application\n"

@@ -17,6 +17,10 @@ struct ScreenshotOptions
     std::optional<double> quality;
     bool select = false; // the user picks the target in the selection overlay
     QString outputPath; // empty: the screenshot folder under the template name; "-": standard output
+    // Overrides of the screenshot output actions in the preferences; none keeps the preference.
+    std::optional<bool> copy;
+    std::optional<bool> save;
+    std::optional<bool> upload;
 };
 
 struct UploadOptions

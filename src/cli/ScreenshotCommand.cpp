@@ -1,14 +1,10 @@
 #include "ScreenshotCommand.h"
 
 #include "CaptureError.h"
-#include "ExclusiveFile.h"
-#include "FileNameTemplate.h"
 #include "ImageEncoder.h"
 #include "Preferences.h"
 #include "StillCapture.h"
 
-#include <QDateTime>
-#include <QDir>
 #include <QFileInfo>
 #include <QIODevice>
 #include <QTextStream>
@@ -64,9 +60,10 @@ ImageFormat chooseFormat(const ScreenshotOptions &options, const Preferences &pr
 
 } // namespace
 
-ScreenshotCommand::ScreenshotCommand(ScreenCapturePlatform &platform, const Preferences &preferences)
+ScreenshotCommand::ScreenshotCommand(ScreenCapturePlatform &platform, const Preferences &preferences, Deliver deliver)
     : m_platform(platform)
     , m_preferences(preferences)
+    , m_deliver(std::move(deliver))
 {
 }
 
@@ -86,29 +83,56 @@ int ScreenshotCommand::run(const ScreenshotOptions &options, QIODevice &standard
 
     const ImageFormat format = chooseFormat(options, m_preferences);
     const double quality = options.quality.value_or(m_preferences.doubleValue(PreferenceKey::screenshotJPEGQuality));
-    const Result<QByteArray> data = ImageEncoder::encode(still->image, format, still->scale, quality);
-    if (!data)
-        return fail(errors, data.error());
-
     if (options.outputPath == QLatin1String("-")) {
+        const Result<QByteArray> data = ImageEncoder::encode(still->image, format, still->scale, quality);
+        if (!data)
+            return fail(errors, data.error());
         if (standardOutput.write(*data) != data->size())
             return fail(
                 errors, Error{QStringLiteral("Couldn't write to standard output."), standardOutput.errorString()});
         return 0;
     }
 
-    QString path = options.outputPath;
-    if (path.isEmpty()) {
-        const QString folder = m_preferences.folder(PreferenceKey::screenshotSaveFolderPath);
-        if (!QDir().mkpath(folder))
-            return fail(errors, Error{QStringLiteral("Couldn't create the folder."), folder});
-        const QString baseName
-            = FileNameTemplate::expand(m_preferences.fileNameTemplate(), QDateTime::currentDateTime());
-        path = FileNameTemplate::uniqueFilePath(folder, baseName, fileExtension(format));
+    CaptureOutput::Screenshot shot;
+    shot.image = still->image;
+    shot.scale = still->scale;
+    shot.format = format;
+    // With -o the command writes that file, as a script expects, and does more only when asked;
+    // without it, the capture goes where the preferences send the tray's captures.
+    const bool toFile = !options.outputPath.isEmpty();
+    const OutputActions preferred
+        = toFile ? OutputActions{false, true, false} : OutputActions::forKind(m_preferences, UploadKind::image);
+    shot.actions.copy = options.copy.value_or(preferred.copy);
+    shot.actions.save = toFile || options.save.value_or(preferred.save);
+    shot.actions.upload = options.upload.value_or(preferred.upload);
+    shot.savePath = options.outputPath;
+    // Only a file that is kept or sent is worth encoding.
+    if (shot.actions.save || shot.actions.upload) {
+        Result<QByteArray> data = ImageEncoder::encode(still->image, format, still->scale, quality);
+        if (!data)
+            return fail(
+                errors, Error{QLatin1String("Couldn't save the screenshot: ") + data.error().message, QString()});
+        shot.data = std::move(*data);
     }
-    const Result<void> written = ExclusiveFile::write(path, *data);
-    if (!written)
-        return fail(errors, Error{QStringLiteral("Couldn't save the screenshot: ") + written.error().message, path});
-    QTextStream(&standardOutput) << path << '\n';
-    return 0;
+
+    const DeliveryOutcome outcome = m_deliver(std::move(shot), !toFile);
+    QTextStream output(&standardOutput);
+    if (outcome.saved())
+        output << outcome.savedPath << '\n';
+    if (outcome.link)
+        output << outcome.link->toString() << '\n';
+    output.flush();
+
+    int status = 0;
+    if (outcome.saveError)
+        status = fail(errors, Error{QLatin1String("Couldn't save the file: ") + outcome.saveError->message, QString()});
+    if (outcome.uploadRan && !outcome.uploaded()) {
+        errors << "qorvel: Upload failed: " << outcome.uploadError << '\n';
+        if (outcome.saved() && !outcome.saveWasOn)
+            errors << "qorvel: saved as a fallback: " << outcome.savedPath << '\n';
+        status = 1;
+    }
+    if (!outcome.saved() && !outcome.uploaded() && !outcome.copied)
+        errors << "qorvel: no output action is on: the screenshot was not kept\n";
+    return status;
 }

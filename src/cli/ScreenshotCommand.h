@@ -1,8 +1,10 @@
 #pragma once
 
+#include "CaptureOutput.h"
 #include "CaptureTarget.h"
 #include "CommandLine.h"
 
+#include <functional>
 #include <optional>
 
 class QIODevice;
@@ -10,12 +12,18 @@ class QTextStream;
 class Preferences;
 class ScreenCapturePlatform;
 
-// `qorvel screenshot`: capture a target, encode it, write it. The same capture and encoder as
-// the tray application; only the choice of target and file comes from the command line.
+// `qorvel screenshot`: capture a target and deliver it as the tray application would (save,
+// upload, copy and notify, by the preferences unless the options say otherwise), write it to
+// the file -o names, or to standard output. Prints the saved file's path and the link, one per
+// line.
 class ScreenshotCommand
 {
 public:
-    ScreenshotCommand(ScreenCapturePlatform &platform, const Preferences &preferences);
+    // Hands the capture to the output and returns once it is delivered; `notify` is false when
+    // the command's own output is the whole report.
+    using Deliver = std::function<DeliveryOutcome(CaptureOutput::Screenshot, bool notify)>;
+
+    ScreenshotCommand(ScreenCapturePlatform &platform, const Preferences &preferences, Deliver deliver);
 
     // The exit status: 0, or 1 after printing the error's description to `errors`. `chosen` is a
     // target the user picked in the selection overlay; without it the options decide.
@@ -25,4 +33,5 @@ public:
 private:
     ScreenCapturePlatform &m_platform;
     const Preferences &m_preferences;
+    Deliver m_deliver;
 };

@@ -4,7 +4,10 @@
 
 #include <utility>
 
-Q_LOGGING_CATEGORY(lcUploadHistory, "qorvel.upload.history")
+// Quiet unless asked for (QT_LOGGING_RULES="qorvel.upload.history.info=true"): without a
+// Secret Service the history simply lives for the session, which is not worth a warning on
+// every command.
+Q_LOGGING_CATEGORY(lcUploadHistory, "qorvel.upload.history", QtWarningMsg)
 
 UploadHistory::UploadHistory(SecretStore &store, QString account, QObject *parent)
     : QObject(parent)
@@ -13,7 +16,7 @@ UploadHistory::UploadHistory(SecretStore &store, QString account, QObject *paren
 {
     const Result<std::optional<QByteArray>> stored = m_store.read(m_account);
     if (!stored) {
-        qCWarning(lcUploadHistory) << "Cannot read the upload history:" << stored.error().message
+        qCInfo(lcUploadHistory) << "Cannot read the upload history:" << stored.error().message
                                    << stored.error().detail;
         return;
     }
@@ -58,7 +61,7 @@ void UploadHistory::save()
     // The list in memory stays as changed: the menu should show what the user did even when
     // the store refused it, and the next change tries again.
     if (!written)
-        qCWarning(lcUploadHistory) << "Cannot save the upload history:" << written.error().message
+        qCInfo(lcUploadHistory) << "Cannot save the upload history:" << written.error().message
                                    << written.error().detail;
     Q_EMIT changed();
 }

@@ -123,16 +123,20 @@ void FreedesktopNotifier::post(const NotificationRequest &request)
 
     const auto answered = [this, action = request.action, thumbnail, failure = request.failure, title = request.title,
                               body = request.body](std::optional<uint> id) {
+        --m_pending;
         if (!id) {
             // No bus, no server on it, none that could be started, or one that did not answer.
             discardThumbnail(thumbnail);
             if (failure && m_handlers.alert)
                 m_handlers.alert(title, body);
+            emitIfSettled();
             return;
         }
         if (action || !thumbnail.isEmpty())
             m_shown.insert(*id, Shown{action, thumbnail});
+        emitIfSettled();
     };
+    ++m_pending;
     // Without a bus Qt hands back a call that never finishes; the answer is known already, but
     // it must still come later: the alert is modal and post() returns at once.
     if (!m_bus.isConnected()) {
@@ -210,4 +214,11 @@ void FreedesktopNotifier::onNotificationClosed(uint id, uint /*reason*/)
     const QString thumbnail = shown->thumbnail;
     m_shown.erase(shown);
     discardThumbnail(thumbnail);
+    emitIfSettled();
+}
+
+void FreedesktopNotifier::emitIfSettled()
+{
+    if (isSettled())
+        Q_EMIT settled();
 }

@@ -43,6 +43,14 @@ public:
 
     void post(const NotificationRequest &request) override;
 
+    // Nothing in flight and nothing shown that a click or a close could still concern.
+    bool isSettled() const { return m_pending == 0 && m_shown.isEmpty(); }
+
+Q_SIGNALS:
+    // Every notification posted so far has been answered and, if it had an action or a
+    // picture, closed: a process that only lived to serve them may end.
+    void settled();
+
 private Q_SLOTS:
     void onActionInvoked(uint id, const QString &key);
     void onNotificationClosed(uint id, uint reason);
@@ -56,10 +64,12 @@ private:
 
     QString writeThumbnail(const NotificationRequest &request);
     void discardThumbnail(const QString &path);
+    void emitIfSettled();
 
     QDBusConnection m_bus;
     Handlers m_handlers;
     QString m_temporaryFolder;
     QHash<uint, Shown> m_shown;
+    int m_pending = 0; // posts whose answer has not come yet
     QSet<QString> m_thumbnails; // every file this notifier wrote and has not removed yet
 };

@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 
+#include <optional>
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -87,34 +89,44 @@ bool moveHigh(Fd &fd)
     return true;
 }
 
-QByteArray serialize(const QMimeData &content)
+QByteArray serialize(const QMimeData *content, const QByteArray &attachment)
 {
     QByteArray bytes;
     QDataStream stream(&bytes, QIODevice::WriteOnly);
     stream.setVersion(QDataStream::Qt_6_4);
-    const QStringList formats = content.formats();
+    const QStringList formats = content ? content->formats() : QStringList();
     stream << quint32(formats.size());
     for (const QString &format : formats)
-        stream << format << content.data(format);
+        stream << format << content->data(format);
+    stream << attachment;
     return bytes;
 }
 
-std::unique_ptr<QMimeData> deserialize(const QByteArray &bytes)
+struct Handover
+{
+    std::unique_ptr<QMimeData> content; // null when only the attachment is kept
+    QByteArray attachment;
+};
+
+std::optional<Handover> deserialize(const QByteArray &bytes)
 {
     QDataStream stream(bytes);
     stream.setVersion(QDataStream::Qt_6_4);
     quint32 count = 0;
     stream >> count;
-    auto content = std::make_unique<QMimeData>();
+    Handover handover;
+    if (count > 0)
+        handover.content = std::make_unique<QMimeData>();
     for (quint32 i = 0; i < count && stream.status() == QDataStream::Ok; ++i) {
         QString format;
         QByteArray data;
         stream >> format >> data;
-        content->setData(format, data);
+        handover.content->setData(format, data);
     }
-    if (stream.status() != QDataStream::Ok || !stream.atEnd() || content->formats().isEmpty())
-        return nullptr;
-    return content;
+    stream >> handover.attachment;
+    if (stream.status() != QDataStream::Ok || !stream.atEnd() || (!handover.content && handover.attachment.isEmpty()))
+        return std::nullopt;
+    return handover;
 }
 
 bool writeAll(int fd, const QByteArray &bytes)
@@ -193,11 +205,15 @@ KeeperStatus readStatus(int fd)
 
 } // namespace
 
-Result<qint64> ClipboardKeeper::keepInBackground(const std::function<void(Clipboard &)> &fill)
+Result<qint64> ClipboardKeeper::keepInBackground(
+    const std::function<void(Clipboard &)> &fill, const QByteArray &attachment)
 {
     RecordingClipboard recorder;
-    fill(recorder);
-    if (!recorder.content || recorder.content->formats().isEmpty())
+    if (fill)
+        fill(recorder);
+    if (recorder.content && recorder.content->formats().isEmpty())
+        recorder.content.reset();
+    if (!recorder.content && attachment.isEmpty())
         return failure(QStringLiteral("nothing was put on the clipboard"));
 
     // The content travels in an anonymous memory file: it has no name anyone else could open or
@@ -206,7 +222,8 @@ Result<qint64> ClipboardKeeper::keepInBackground(const std::function<void(Clipbo
     Fd content(::memfd_create("qorvel-clipboard", MFD_CLOEXEC));
     if (!content.valid())
         return systemFailure("memfd_create");
-    if (!writeAll(content.get(), serialize(*recorder.content)) || ::lseek(content.get(), 0, SEEK_SET) != 0)
+    if (!writeAll(content.get(), serialize(recorder.content.get(), attachment))
+        || ::lseek(content.get(), 0, SEEK_SET) != 0)
         return systemFailure("write");
 
     int pipeEnds[2];
@@ -292,7 +309,7 @@ bool ClipboardKeeper::isKeeperInvocation(int argc, char **argv)
     return argc == 4 && std::strcmp(argv[1], keeperArgument) == 0;
 }
 
-int ClipboardKeeper::runKeeper(int argc, char **argv)
+int ClipboardKeeper::runKeeper(int argc, char **argv, const AttachmentHandler &handleAttachment)
 {
     Q_UNUSED(argc);
     // Executed through /proc/self/exe, whose name the kernel took for the process's.
@@ -300,32 +317,54 @@ int ClipboardKeeper::runKeeper(int argc, char **argv)
     const int contentArgument = std::atoi(argv[2]);
     const int statusArgument = std::atoi(argv[3]);
 
-    std::unique_ptr<QMimeData> content;
+    std::optional<Handover> handover;
     {
         QFile file;
         if (file.open(contentArgument, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
-            content = deserialize(file.readAll());
+            handover = deserialize(file.readAll());
     }
-    if (!content)
+    if (!handover)
         return 1;
 
     int qtArgc = 1;
     char *qtArgv[] = {argv[0], nullptr};
     QGuiApplication app(qtArgc, qtArgv);
-    QClipboard *clipboard = QGuiApplication::clipboard();
-    clipboard->setMimeData(content.release(), QClipboard::Clipboard);
-    if (!clipboard->ownsClipboard())
-        return 1;
-    // Qt reports a change when another program takes the clipboard; this keeper's work is done.
-    QObject::connect(clipboard, &QClipboard::changed, &app, [clipboard](QClipboard::Mode mode) {
-        if (mode == QClipboard::Clipboard && !clipboard->ownsClipboard())
+    // The keeper's work is done once nothing of it is left: the clipboard taken by another
+    // program, and the attachment's own work finished.
+    bool holdsClipboard = false;
+    bool attachmentFinished = handover->attachment.isEmpty() || !handleAttachment;
+    const auto quitWhenDone = [&holdsClipboard, &attachmentFinished] {
+        if (!holdsClipboard && attachmentFinished)
             QCoreApplication::quit();
-    });
+    };
+
+    QClipboard *clipboard = QGuiApplication::clipboard();
+    if (handover->content) {
+        clipboard->setMimeData(handover->content.release(), QClipboard::Clipboard);
+        if (!clipboard->ownsClipboard())
+            return 1;
+        holdsClipboard = true;
+        // Qt reports a change when another program takes the clipboard.
+        QObject::connect(
+            clipboard, &QClipboard::changed, &app, [clipboard, &holdsClipboard, quitWhenDone](QClipboard::Mode mode) {
+                if (mode == QClipboard::Clipboard && !clipboard->ownsClipboard()) {
+                    holdsClipboard = false;
+                    quitWhenDone();
+                }
+            });
+    }
 
     const char ready = readyTag;
     const bool told = ::write(statusArgument, &ready, 1) == 1;
     ::close(statusArgument);
     if (!told)
         return 1;
+    if (!attachmentFinished) {
+        handleAttachment(handover->attachment, [&attachmentFinished, quitWhenDone] {
+            attachmentFinished = true;
+            // Later, never from inside the handler's own call stack.
+            QMetaObject::invokeMethod(qApp, quitWhenDone, Qt::QueuedConnection);
+        });
+    }
     return app.exec();
 }

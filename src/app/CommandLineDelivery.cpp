@@ -1,0 +1,154 @@
+#include "CommandLineDelivery.h"
+
+#include "ClipboardKeeper.h"
+#include "CompositionRoot.h"
+#include "FileRevealer.h"
+#include "FreedesktopNotifier.h"
+#include "ThumbnailSize.h"
+
+#include "BitmapImage.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDataStream>
+#include <QDesktopServices>
+#include <QEventLoop>
+#include <QImage>
+#include <QTextStream>
+#include <QTimer>
+
+#include <chrono>
+
+namespace {
+
+// A server that never reports a notification closed must not keep the keeper forever.
+constexpr std::chrono::minutes longestNotificationWait(30);
+
+// The last thing put on the clipboard, to be put there again by the keeper.
+class DeferredClipboard : public Clipboard
+{
+public:
+    std::function<void(Clipboard &)> replay;
+
+    void setLink(const QUrl &link) override
+    {
+        replay = [link](Clipboard &clipboard) { clipboard.setLink(link); };
+    }
+    void setImage(const Bitmap &image, double scale) override
+    {
+        replay = [image, scale](Clipboard &clipboard) { clipboard.setImage(image, scale); };
+    }
+    void setFile(const QString &path) override
+    {
+        replay = [path](Clipboard &clipboard) { clipboard.setFile(path); };
+    }
+};
+
+class DeferredNotifier : public Notifier
+{
+public:
+    std::optional<NotificationRequest> request;
+    void post(const NotificationRequest &posted) override { request = posted; }
+};
+
+// The notification as the keeper receives it. The picture travels at thumbnail size: the
+// keeper needs no more, and a 4K frame would only slow the hand-over.
+QByteArray encode(const NotificationRequest &request)
+{
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream.setVersion(QDataStream::Qt_6_4);
+    stream << request.title << request.body << request.failure << request.action.has_value();
+    if (request.action)
+        stream << int(request.action->kind) << request.action->url;
+    QImage thumbnail;
+    if (const Bitmap *image = std::get_if<Bitmap>(&request.thumbnail)) {
+        thumbnail = BitmapImage::wrap(*image).scaled(
+            thumbnailSize(image->size()), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    }
+    stream << thumbnail;
+    return bytes;
+}
+
+std::optional<NotificationRequest> decode(const QByteArray &bytes)
+{
+    QDataStream stream(bytes);
+    stream.setVersion(QDataStream::Qt_6_4);
+    NotificationRequest request;
+    bool hasAction = false;
+    stream >> request.title >> request.body >> request.failure >> hasAction;
+    if (hasAction) {
+        int kind = 0;
+        QUrl url;
+        stream >> kind >> url;
+        request.action = NotificationAction{NotificationAction::Kind(kind), url};
+    }
+    QImage thumbnail;
+    stream >> thumbnail;
+    if (stream.status() != QDataStream::Ok)
+        return std::nullopt;
+    if (!thumbnail.isNull()) {
+        auto owned = std::make_shared<QImage>(thumbnail.convertToFormat(QImage::Format_RGB32));
+        request.thumbnail = Bitmap(owned->size(), owned->bytesPerLine(), owned->constBits(), owned);
+    }
+    return request;
+}
+
+} // namespace
+
+CommandLineDelivery::CommandLineDelivery(CompositionRoot &root)
+    : m_root(root)
+{
+}
+
+DeliveryOutcome CommandLineDelivery::deliverScreenshot(CaptureOutput::Screenshot screenshot, bool notify)
+{
+    DeferredClipboard clipboard;
+    DeferredNotifier notifier;
+    UploadHistory history(m_root.secrets());
+    CaptureOutput output({m_root.preferences(), m_root.stagingFolders(), history, notifier, clipboard,
+        [this]() { return m_root.makeUploader(readUserhash(m_root.secrets())); }});
+
+    std::optional<DeliveryOutcome> outcome;
+    QEventLoop loop;
+    output.deliverScreenshot(std::move(screenshot), [&outcome, &loop](const DeliveryOutcome &done) {
+        outcome = done;
+        loop.quit();
+    });
+    if (!outcome)
+        loop.exec();
+
+    const QByteArray attachment = notify && notifier.request ? encode(*notifier.request) : QByteArray();
+    if (clipboard.replay || !attachment.isEmpty()) {
+        const Result<qint64> keeper = ClipboardKeeper::keepInBackground(clipboard.replay, attachment);
+        if (!keeper) {
+            QTextStream(stderr) << "qorvel: " << keeper.error().message << " (" << keeper.error().detail << ")\n";
+            outcome->copied = false;
+        }
+    }
+    return *outcome;
+}
+
+void CommandLineDelivery::showInKeeper(const QByteArray &attachment, std::function<void()> finished)
+{
+    const std::optional<NotificationRequest> request = decode(attachment);
+    if (!request) {
+        finished();
+        return;
+    }
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    // The command printed its failures already: with no server to show them, nothing more is
+    // said, and the keeper has no widgets for an alert.
+    auto *notifier = new FreedesktopNotifier(bus,
+        {[](const QUrl &link) { QDesktopServices::openUrl(link); },
+            [bus](const QString &path) { FileRevealer::reveal(bus, path); }, {}},
+        QDir::tempPath(), QCoreApplication::instance());
+    auto done = std::make_shared<std::function<void()>>(std::move(finished));
+    const auto finishOnce = [done]() {
+        if (*done)
+            std::exchange(*done, {})();
+    };
+    QObject::connect(notifier, &FreedesktopNotifier::settled, QCoreApplication::instance(), finishOnce);
+    QTimer::singleShot(longestNotificationWait, QCoreApplication::instance(), finishOnce);
+    notifier->post(*request);
+}

@@ -1,0 +1,308 @@
+#include "CaptureOutput.h"
+#include "CatboxUploader.h"
+#include "FreedesktopNotifier.h"
+#include "QtClipboard.h"
+#include "SecretServiceStore.h"
+
+#include <QClipboard>
+#include <QDBusConnection>
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+struct Expected
+{
+    const char *title;
+    std::vector<const char *> bodyLines; // "<saved>" and "<link>" stand for what the run produced
+    QByteArray clipboard; // "link", "image" or "" for untouched
+    QByteArray kept; // where the file ends: "folder" or ""
+};
+
+QStringList names(std::initializer_list<const char *> list)
+{
+    QStringList result;
+    for (const char *name : list)
+        result << QString::fromUtf8(name);
+    return result;
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(OutputActions)
+Q_DECLARE_METATYPE(Expected)
+
+// Deliveries through real parts: files in real folders, the X clipboard read back by xclip,
+// the Catbox stand-in, the keyring for the history, and dunst showing the notification.
+class tst_CaptureOutput : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    QString m_stub = qEnvironmentVariable("CATBOX_STUB_DIR");
+    QNetworkAccessManager m_network;
+    SecretServiceStore m_secrets;
+    std::unique_ptr<Preferences> m_preferences;
+    std::unique_ptr<UploadHistory> m_history;
+    std::unique_ptr<FreedesktopNotifier> m_notifier;
+    QtClipboard m_clipboard;
+    std::unique_ptr<CaptureOutput> m_output;
+
+    QString saveFolder() const { return m_dir.filePath(QStringLiteral("Pictures")); }
+    QString stagingRoot() const { return m_dir.filePath(QStringLiteral("cache")); }
+
+    static Bitmap testImage()
+    {
+        Bitmap image = Bitmap::allocate(QSize(64, 48));
+        for (int y = 0; y < image.height(); ++y) {
+            auto *row = reinterpret_cast<quint32 *>(image.bits() + y * image.bytesPerLine());
+            for (int x = 0; x < image.width(); ++x)
+                row[x] = 0xff000000u | quint32(x * 4) << 16 | quint32(y * 5) << 8 | 0x40;
+        }
+        return image;
+    }
+
+    DeliveryOutcome deliver(CaptureOutput::Screenshot shot)
+    {
+        std::optional<DeliveryOutcome> outcome;
+        m_output->deliverScreenshot(std::move(shot), [&outcome](const DeliveryOutcome &done) { outcome = done; });
+        if (!QTest::qWaitFor([&outcome] { return outcome.has_value(); }, 30'000))
+            qFatal("the delivery never finished");
+        return *outcome;
+    }
+
+    DeliveryOutcome deliverRecording(const QString &file)
+    {
+        std::optional<DeliveryOutcome> outcome;
+        m_output->deliverRecording(file, [&outcome](const DeliveryOutcome &done) { outcome = done; });
+        if (!QTest::qWaitFor([&outcome] { return outcome.has_value(); }, 30'000))
+            qFatal("the delivery never finished");
+        return *outcome;
+    }
+
+    static CaptureOutput::Screenshot screenshot(OutputActions actions)
+    {
+        CaptureOutput::Screenshot shot;
+        shot.image = testImage();
+        shot.scale = 2.0;
+        shot.actions = actions;
+        if (actions.save || actions.upload)
+            shot.data = QByteArray("\x89PNG\r\n\x1a\n", 8) + QByteArray(2000, 'q'); // the bytes, not decoded
+        return shot;
+    }
+
+    // Another program's view of the clipboard; this process answers while it waits.
+    static QByteArray pasted(const QString &type)
+    {
+        QProcess xclip;
+        xclip.start(QStringLiteral("xclip"),
+            {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), type,
+                QStringLiteral("-o")});
+        if (!QTest::qWaitFor([&xclip] { return xclip.state() == QProcess::NotRunning; }, 10'000))
+            return QByteArray();
+        return xclip.exitCode() == 0 ? xclip.readAllStandardOutput() : QByteArray();
+    }
+
+    // The last Notify call the session bus carried: summary, body and hints as sent.
+    static QJsonArray lastNotify()
+    {
+        QFile log(qEnvironmentVariable("QORVEL_SESSION_NOTIFICATIONS_LOG"));
+        QJsonArray last;
+        if (!log.open(QIODevice::ReadOnly))
+            return last;
+        while (!log.atEnd()) {
+            const QJsonObject message = QJsonDocument::fromJson(log.readLine()).object();
+            if (message[QLatin1String("member")].toString() == QLatin1String("Notify"))
+                last = message[QLatin1String("payload")].toObject()[QLatin1String("data")].toArray();
+        }
+        return last;
+    }
+
+    void setFault(const QByteArray &fault)
+    {
+        QFile file(QDir(m_stub).filePath(QStringLiteral("fault")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(fault);
+    }
+
+    QStringList filesIn(const QString &folder) const { return QDir(folder).entryList(QDir::Files); }
+
+private Q_SLOTS:
+    void init()
+    {
+        QDir(saveFolder()).removeRecursively();
+        QDir(stagingRoot()).removeRecursively();
+        QFile::remove(m_dir.filePath(QStringLiteral("qorvel.conf")));
+        QFile::remove(QDir(m_stub).filePath(QStringLiteral("fault")));
+        m_preferences = std::make_unique<Preferences>(m_dir.filePath(QStringLiteral("qorvel.conf")), saveFolder());
+        m_preferences->registerDefaults();
+        m_preferences->setValue(PreferenceKey::screenshotSaveFolderPath, saveFolder());
+        m_preferences->setValue(PreferenceKey::videoSaveFolderPath, saveFolder());
+        m_preferences->setValue(PreferenceKey::fileNameTemplate, QStringLiteral("shot"));
+        m_history = std::make_unique<UploadHistory>(m_secrets);
+        m_history->clear();
+        m_notifier
+            = std::make_unique<FreedesktopNotifier>(QDBusConnection::sessionBus(), FreedesktopNotifier::Handlers{});
+        m_output
+            = std::make_unique<CaptureOutput>(CaptureOutput::Services{*m_preferences, StagingFolders(stagingRoot()),
+                *m_history, *m_notifier, m_clipboard, [this]() -> Result<std::unique_ptr<Uploader>> {
+                    return std::unique_ptr<Uploader>(
+                        std::make_unique<CatboxUploader>(m_network, QStringLiteral("testhash0123456789"),
+                            CatboxUploader::Options{
+                                QUrl(qEnvironmentVariable("QORVEL_CATBOX_ENDPOINT")), std::chrono::seconds(20), {}}));
+                }});
+        QGuiApplication::clipboard()->setText(QStringLiteral("before"));
+    }
+
+    void screenshotOutcomes_data()
+    {
+        QTest::addColumn<OutputActions>("actions");
+        QTest::addColumn<bool>("uploadFails");
+        QTest::addColumn<Expected>("expected");
+        QTest::newRow("everything on, uploaded")
+            << OutputActions{true, true, true} << false
+            << Expected{"Screenshot uploaded, link copied", {"<link>", "Saved: shot.png"}, "link", "folder"};
+        QTest::newRow("copy and upload, upload fails")
+            << OutputActions{true, false, true} << true
+            << Expected{"Upload failed",
+                   {"Catbox rejected the file (HTTP 500).", "The image was copied to the clipboard.",
+                       "Saved as a fallback: <saved>"},
+                   "image", "folder"};
+        QTest::newRow("save and upload, upload fails")
+            << OutputActions{false, true, true} << true
+            << Expected{"Upload failed", {"Catbox rejected the file (HTTP 500).", "Saved: shot.png"}, "", "folder"};
+        QTest::newRow("upload only") << OutputActions{false, false, true} << false
+                                     << Expected{"Screenshot uploaded, link copied", {"<link>"}, "link", ""};
+        QTest::newRow("copy only") << OutputActions{true, false, false} << false
+                                   << Expected{"Screenshot copied to clipboard", {}, "image", ""};
+        QTest::newRow("save and copy") << OutputActions{true, true,
+            false} << false << Expected{"Screenshot saved and copied", {"Saved: shot.png"}, "image", "folder"};
+        QTest::newRow("nothing on") << OutputActions{false, false, false} << false
+                                    << Expected{"Screenshot ready", {}, "", ""};
+    }
+    void screenshotOutcomes()
+    {
+        QFETCH(OutputActions, actions);
+        QFETCH(bool, uploadFails);
+        QFETCH(Expected, expected);
+        if (uploadFails)
+            setFault("500\n\n");
+        const qsizetype recordsBefore = m_history->records().size();
+        const DeliveryOutcome outcome = deliver(screenshot(actions));
+
+        // The file: in the folder when asked for or as the fallback; never left in staging.
+        QCOMPARE(filesIn(saveFolder()), expected.kept == "folder" ? names({"shot.png"}) : QStringList());
+        QCOMPARE(filesIn(QDir(stagingRoot()).filePath(QStringLiteral("Uploads"))), QStringList());
+        QCOMPARE(m_history->records().size(), recordsBefore + (outcome.uploaded() ? 1 : 0));
+
+        const QString link = outcome.link ? outcome.link->toString() : QString();
+        if (expected.clipboard == "link") {
+            QCOMPARE(pasted(QStringLiteral("text/plain")), link.toUtf8());
+            QVERIFY(pasted(QStringLiteral("image/png")).isEmpty());
+        } else if (expected.clipboard == "image") {
+            const QImage image = QImage::fromData(pasted(QStringLiteral("image/png")));
+            QCOMPARE(image.size(), QSize(64, 48));
+            QCOMPARE(image.pixel(10, 20), QRgb(0xff000000u | 40u << 16 | 100u << 8 | 0x40u));
+            QCOMPARE(image.dotsPerMeterX(), qRound(144 / 0.0254));
+        } else {
+            QCOMPARE(pasted(QStringLiteral("text/plain")), QByteArray("before"));
+        }
+
+        QStringList lines;
+        for (const char *line : expected.bodyLines) {
+            lines << QString::fromUtf8(line)
+                         .replace(QLatin1String("<link>"), link)
+                         .replace(QLatin1String("<saved>"), QDir(saveFolder()).filePath(QStringLiteral("shot.png")));
+        }
+        const QString title = QString::fromUtf8(expected.title);
+        QVERIFY(QTest::qWaitFor([&title] { return lastNotify().at(3).toString() == title; }, 10'000));
+        const QJsonArray notify = lastNotify();
+        QCOMPARE(notify.at(4).toString(), lines.join(QLatin1Char('\n')));
+        QVERIFY(notify.at(6).toObject().contains(QLatin1String("image-path")));
+    }
+
+    // Two captures in the same second, the same folder: nothing is overwritten.
+    void secondCaptureGetsTheNextName()
+    {
+        deliver(screenshot({false, true, false}));
+        const DeliveryOutcome second = deliver(screenshot({false, true, false}));
+        QCOMPARE(QFileInfo(second.savedPath).fileName(), QStringLiteral("shot (2).png"));
+        QCOMPARE(filesIn(saveFolder()), names({"shot (2).png", "shot.png"}));
+    }
+
+    void saveFolderThatCannotExist()
+    {
+        QFile blocker(m_dir.filePath(QStringLiteral("not-a-folder")));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        m_preferences->setValue(
+            PreferenceKey::screenshotSaveFolderPath, QString(blocker.fileName() + QStringLiteral("/Pictures")));
+        const DeliveryOutcome outcome = deliver(screenshot({true, true, false}));
+        QVERIFY(outcome.saveError);
+        // The image is not lost: it is on the clipboard all the same.
+        QCOMPARE(QImage::fromData(pasted(QStringLiteral("image/png"))).size(), QSize(64, 48));
+        QVERIFY(QTest::qWaitFor(
+            [] { return lastNotify().at(3).toString() == QLatin1String("Couldn't save the file"); }, 10'000));
+        QVERIFY(lastNotify().at(4).toString().startsWith(QLatin1String("Couldn't create the folder")));
+    }
+
+    void recordingPlacement_data()
+    {
+        QTest::addColumn<OutputActions>("actions");
+        QTest::addColumn<bool>("uploadFails");
+        QTest::addColumn<QString>("kept"); // "folder", "staging" or ""
+        QTest::addColumn<QString>("clipboard");
+        QTest::newRow("copy only stays in staging") << OutputActions{true, false, false} << false << "staging"
+                                                    << "file";
+        QTest::newRow("copied link, staging emptied") << OutputActions{true, false, true} << false << ""
+                                                      << "link";
+        QTest::newRow("saved") << OutputActions{false, true, false} << false << "folder"
+                               << "";
+        QTest::newRow("failed upload falls back to the folder") << OutputActions{true, false, true} << true << "folder"
+                                                                << "file";
+    }
+    void recordingPlacement()
+    {
+        QFETCH(OutputActions, actions);
+        QFETCH(bool, uploadFails);
+        QFETCH(QString, kept);
+        QFETCH(QString, clipboard);
+        m_preferences->setValue(PreferenceKey::videoCopyToClipboard, actions.copy);
+        m_preferences->setValue(PreferenceKey::videoSaveToFolder, actions.save);
+        m_preferences->setValue(PreferenceKey::videoUpload, actions.upload);
+        if (uploadFails)
+            setFault("500\n\n");
+        const QString recorded = m_dir.filePath(QStringLiteral("recorder-output.mp4"));
+        QFile file(recorded);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(4096, 'v'));
+        file.close();
+
+        const DeliveryOutcome outcome = deliverRecording(recorded);
+        QVERIFY(!QFile::exists(recorded));
+        const QString staging = QDir(stagingRoot()).filePath(QStringLiteral("Recordings"));
+        QCOMPARE(filesIn(saveFolder()), kept == QLatin1String("folder") ? names({"shot.mp4"}) : QStringList());
+        QCOMPARE(filesIn(staging), kept == QLatin1String("staging") ? names({"shot.mp4"}) : QStringList());
+        const QString finalPath
+            = QDir(kept == QLatin1String("folder") ? saveFolder() : staging).filePath(QStringLiteral("shot.mp4"));
+        if (clipboard == QLatin1String("file"))
+            QCOMPARE(pasted(QStringLiteral("text/uri-list")).trimmed(), QUrl::fromLocalFile(finalPath).toEncoded());
+        else if (clipboard == QLatin1String("link"))
+            QCOMPARE(pasted(QStringLiteral("text/plain")), outcome.link->toString().toUtf8());
+        else
+            QCOMPARE(pasted(QStringLiteral("text/plain")), QByteArray("before"));
+    }
+};
+
+QTEST_MAIN(tst_CaptureOutput)
+#include "tst_CaptureOutput.moc"
