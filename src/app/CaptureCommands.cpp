@@ -26,10 +26,10 @@
 
 namespace {
 
-ScreenshotCommand::Deliver deliverer(CompositionRoot &root)
+ScreenshotCommand::Deliver deliverer(CompositionRoot &root, bool interactive)
 {
-    return [&root](CaptureOutput::Screenshot shot, bool notify) {
-        return CommandLineDelivery(root).deliverScreenshot(std::move(shot), notify);
+    return [&root, interactive](ScreenshotHandOver::Capture capture, bool notify) {
+        return CommandLineDelivery(root, interactive).deliverScreenshot(std::move(capture), notify);
     };
 }
 
@@ -88,7 +88,7 @@ int runSelection(const ScreenshotOptions &options, CompositionRoot &root, Screen
         return 1;
     }
     FrozenScreenCapture frozenScreens(*content, frozen, live);
-    return ScreenshotCommand(frozenScreens, root.preferences(), deliverer(root))
+    return ScreenshotCommand(frozenScreens, root.preferences(), deliverer(root, true))
         .run(options, standardOutput, errors, chosen);
 }
 
@@ -118,7 +118,7 @@ int runCommand(const Invocation &invocation, CompositionRoot &root, QIODevice &s
     case Invocation::Action::screenshot:
         if (invocation.screenshot.select)
             return runSelection(invocation.screenshot, root, **platform, standardOutput, errors);
-        return ScreenshotCommand(**platform, root.preferences(), deliverer(root))
+        return ScreenshotCommand(**platform, root.preferences(), deliverer(root, false))
             .run(invocation.screenshot, standardOutput, errors);
     default:
         break;

@@ -1,9 +1,11 @@
 #include "CommandLineDelivery.h"
 
+#include "CanberraShutterSound.h"
 #include "ClipboardKeeper.h"
 #include "CompositionRoot.h"
 #include "FileRevealer.h"
 #include "FreedesktopNotifier.h"
+#include "ImageEncoder.h"
 #include "ThumbnailSize.h"
 
 #include "BitmapImage.h"
@@ -42,6 +44,13 @@ public:
     {
         replay = [path](Clipboard &clipboard) { clipboard.setFile(path); };
     }
+};
+
+// A scripted screenshot makes no sound.
+class SilentShutter : public ShutterSound
+{
+public:
+    void play() override { }
 };
 
 class DeferredNotifier : public Notifier
@@ -96,34 +105,45 @@ std::optional<NotificationRequest> decode(const QByteArray &bytes)
 
 } // namespace
 
-CommandLineDelivery::CommandLineDelivery(CompositionRoot &root)
+CommandLineDelivery::CommandLineDelivery(CompositionRoot &root, bool interactive)
     : m_root(root)
+    , m_interactive(interactive)
 {
 }
 
-DeliveryOutcome CommandLineDelivery::deliverScreenshot(CaptureOutput::Screenshot screenshot, bool notify)
+Result<DeliveryOutcome> CommandLineDelivery::deliverScreenshot(ScreenshotHandOver::Capture capture, bool notify)
 {
     DeferredClipboard clipboard;
     DeferredNotifier notifier;
     UploadHistory history(m_root.secrets());
     CaptureOutput output({m_root.preferences(), m_root.stagingFolders(), history, notifier, clipboard,
         [this]() { return m_root.makeUploader(readUserhash(m_root.secrets())); }});
+    CanberraShutterSound shutter;
+    SilentShutter silence;
+    ScreenshotHandOver handOver(m_root.preferences(), m_interactive ? static_cast<ShutterSound &>(shutter) : silence,
+        notifier, &ImageEncoder::encode);
 
-    std::optional<DeliveryOutcome> outcome;
+    std::optional<Result<DeliveryOutcome>> outcome;
     QEventLoop loop;
-    output.deliverScreenshot(std::move(screenshot), [&outcome, &loop](const DeliveryOutcome &done) {
-        outcome = done;
+    handOver.handOver(std::move(capture), output, [&outcome, &loop](Result<DeliveryOutcome> done) {
+        outcome = std::move(done);
         loop.quit();
     });
     if (!outcome)
         loop.exec();
+    // The process ends soon after; the shutter would be cut short.
+    shutter.waitUntilQuiet(std::chrono::seconds(2));
+    if (!outcome->ok())
+        return outcome->error();
 
     const QByteArray attachment = notify && notifier.request ? encode(*notifier.request) : QByteArray();
     if (clipboard.replay || !attachment.isEmpty()) {
         const Result<qint64> keeper = ClipboardKeeper::keepInBackground(clipboard.replay, attachment);
         if (!keeper) {
             QTextStream(stderr) << "qorvel: " << keeper.error().message << " (" << keeper.error().detail << ")\n";
-            outcome->copied = false;
+            DeliveryOutcome copyLost = **outcome;
+            copyLost.copied = false;
+            return copyLost;
         }
     }
     return *outcome;

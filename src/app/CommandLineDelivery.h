@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CaptureOutput.h"
+#include "ScreenshotHandOver.h"
 
 #include <QByteArray>
 
@@ -15,9 +16,11 @@ class CompositionRoot;
 class CommandLineDelivery
 {
 public:
-    explicit CommandLineDelivery(CompositionRoot &root);
+    // `interactive`: the user picked the target, so the shutter sounds as in the tray;
+    // a scripted screenshot is silent.
+    CommandLineDelivery(CompositionRoot &root, bool interactive);
 
-    DeliveryOutcome deliverScreenshot(CaptureOutput::Screenshot screenshot, bool notify);
+    Result<DeliveryOutcome> deliverScreenshot(ScreenshotHandOver::Capture capture, bool notify);
 
     // The keeper's side: shows the handed-over notification and calls `finished` once it is
     // closed (or after a long while, for servers that never say).
@@ -25,4 +28,5 @@ public:
 
 private:
     CompositionRoot &m_root;
+    bool m_interactive;
 };

@@ -93,10 +93,11 @@ int ScreenshotCommand::run(const ScreenshotOptions &options, QIODevice &standard
         return 0;
     }
 
-    CaptureOutput::Screenshot shot;
+    ScreenshotHandOver::Capture shot;
     shot.image = still->image;
     shot.scale = still->scale;
     shot.format = format;
+    shot.quality = quality;
     // With -o the command writes that file, as a script expects, and does more only when asked;
     // without it, the capture goes where the preferences send the tray's captures.
     const bool toFile = !options.outputPath.isEmpty();
@@ -106,16 +107,11 @@ int ScreenshotCommand::run(const ScreenshotOptions &options, QIODevice &standard
     shot.actions.save = toFile || options.save.value_or(preferred.save);
     shot.actions.upload = options.upload.value_or(preferred.upload);
     shot.savePath = options.outputPath;
-    // Only a file that is kept or sent is worth encoding.
-    if (shot.actions.save || shot.actions.upload) {
-        Result<QByteArray> data = ImageEncoder::encode(still->image, format, still->scale, quality);
-        if (!data)
-            return fail(
-                errors, Error{QLatin1String("Couldn't save the screenshot: ") + data.error().message, QString()});
-        shot.data = std::move(*data);
-    }
 
-    const DeliveryOutcome outcome = m_deliver(std::move(shot), !toFile);
+    const Result<DeliveryOutcome> delivered = m_deliver(std::move(shot), !toFile);
+    if (!delivered)
+        return fail(errors, Error{delivered.error().message, QString()});
+    const DeliveryOutcome &outcome = *delivered;
     QTextStream output(&standardOutput);
     if (outcome.saved())
         output << outcome.savedPath << '\n';

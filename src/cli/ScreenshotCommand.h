@@ -3,6 +3,7 @@
 #include "CaptureOutput.h"
 #include "CaptureTarget.h"
 #include "CommandLine.h"
+#include "ScreenshotHandOver.h"
 
 #include <functional>
 #include <optional>
@@ -19,9 +20,9 @@ class ScreenCapturePlatform;
 class ScreenshotCommand
 {
 public:
-    // Hands the capture to the output and returns once it is delivered; `notify` is false when
-    // the command's own output is the whole report.
-    using Deliver = std::function<DeliveryOutcome(CaptureOutput::Screenshot, bool notify)>;
+    // Hands the capture over and returns once it is delivered, or why it could not be;
+    // `notify` is false when the command's own output is the whole report.
+    using Deliver = std::function<Result<DeliveryOutcome>(ScreenshotHandOver::Capture, bool notify)>;
 
     ScreenshotCommand(ScreenCapturePlatform &platform, const Preferences &preferences, Deliver deliver);
 

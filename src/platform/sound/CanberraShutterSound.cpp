@@ -24,7 +24,7 @@ CanberraShutterSound::~CanberraShutterSound()
         std::lock_guard lock(m_mutex);
         m_stopping = true;
     }
-    m_wake.notify_one();
+    m_wake.notify_all();
     if (m_worker.joinable())
         m_worker.join();
 }
@@ -37,7 +37,23 @@ void CanberraShutterSound::play()
         if (!m_worker.joinable())
             m_worker = std::thread([this] { run(); });
     }
-    m_wake.notify_one();
+    m_wake.notify_all();
+}
+
+void CanberraShutterSound::playFinished(ca_context *, std::uint32_t, int, void *self)
+{
+    auto *sound = static_cast<CanberraShutterSound *>(self);
+    {
+        std::lock_guard lock(sound->m_mutex);
+        --sound->m_sounding;
+    }
+    sound->m_wake.notify_all();
+}
+
+bool CanberraShutterSound::waitUntilQuiet(std::chrono::milliseconds timeout)
+{
+    std::unique_lock lock(m_mutex);
+    return m_wake.wait_for(lock, timeout, [this] { return !m_pending && m_sounding == 0; });
 }
 
 void CanberraShutterSound::run()
@@ -66,8 +82,23 @@ void CanberraShutterSound::run()
         }
         if (context) {
             ca_context_cancel(context, shutterId);
-            ca_context_play(context, shutterId, CA_PROP_EVENT_ID, "screen-capture", CA_PROP_EVENT_DESCRIPTION,
-                "Screenshot taken", CA_PROP_CANBERRA_CACHE_CONTROL, "permanent", nullptr);
+            ca_proplist *properties = nullptr;
+            if (ca_proplist_create(&properties) == CA_SUCCESS) {
+                ca_proplist_sets(properties, CA_PROP_EVENT_ID, "screen-capture");
+                ca_proplist_sets(properties, CA_PROP_EVENT_DESCRIPTION, "Screenshot taken");
+                ca_proplist_sets(properties, CA_PROP_CANBERRA_CACHE_CONTROL, "permanent");
+                {
+                    std::lock_guard counting(m_mutex);
+                    ++m_sounding;
+                }
+                if (ca_context_play_full(context, shutterId, properties, &CanberraShutterSound::playFinished, this)
+                    != CA_SUCCESS) {
+                    std::lock_guard counting(m_mutex);
+                    --m_sounding;
+                    m_wake.notify_all();
+                }
+                ca_proplist_destroy(properties);
+            }
         }
 
         lock.lock();

@@ -2,13 +2,17 @@
 
 #include "ShutterSound.h"
 
+#include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <thread>
 
 // The sound theme's "screen-capture" event through libcanberra. play() only wakes a worker
 // thread: opening the sound system took 50 ms on a cold start without a sound card, and a
 // hanging sound server would hold the capture for as long as it hangs.
+struct ca_context;
+
 class CanberraShutterSound : public ShutterSound
 {
 public:
@@ -18,12 +22,18 @@ public:
 
     void play() override;
 
+    // Waits until the sounds asked for so far have ended, at most `timeout`: a process about to
+    // exit would otherwise cut its own shutter short. True when all is quiet.
+    bool waitUntilQuiet(std::chrono::milliseconds timeout);
+
 private:
     void run();
+    static void playFinished(ca_context *context, std::uint32_t id, int error, void *self);
 
     std::mutex m_mutex;
     std::condition_variable m_wake;
     bool m_pending = false;
     bool m_stopping = false;
+    int m_sounding = 0; // plays started and not yet reported finished
     std::thread m_worker;
 };
