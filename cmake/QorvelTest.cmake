@@ -9,6 +9,8 @@ function(qorvel_add_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBS;SESSION;ENVIRONMENT" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE Qt6::Test qorvel_compile_options ${ARG_LIBS})
+    # Helpers several tests share: private buses, window checks.
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests/support")
 
     set(_session_flags "")
     foreach(_service IN LISTS ARG_SESSION)

@@ -16,8 +16,7 @@ UploadHistory::UploadHistory(SecretStore &store, QString account, QObject *paren
 {
     const Result<std::optional<QByteArray>> stored = m_store.read(m_account);
     if (!stored) {
-        qCInfo(lcUploadHistory) << "Cannot read the upload history:" << stored.error().message
-                                   << stored.error().detail;
+        qCInfo(lcUploadHistory) << "Cannot read the upload history:" << stored.error().message << stored.error().detail;
         return;
     }
     if (!stored->has_value())
@@ -62,6 +61,6 @@ void UploadHistory::save()
     // the store refused it, and the next change tries again.
     if (!written)
         qCInfo(lcUploadHistory) << "Cannot save the upload history:" << written.error().message
-                                   << written.error().detail;
+                                << written.error().detail;
     Q_EMIT changed();
 }

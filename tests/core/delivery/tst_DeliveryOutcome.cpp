@@ -59,8 +59,7 @@ private Q_SLOTS:
             << "Saved: Qorvel 2026-11-21 at 09.05.07.png"
             << "reveal" << false;
         QTest::newRow("uploaded") << outcome(image, false, true, true, false, false)
-                                  << "Screenshot uploaded, link copied" << uploadLink.toString() << "open"
-                                  << false;
+                                  << "Screenshot uploaded, link copied" << uploadLink.toString() << "open" << false;
         QTest::newRow("uploaded and saved")
             << outcome(video, true, true, true, false, true) << "Recording uploaded, link copied"
             << uploadLink.toString() + QStringLiteral("\nSaved: Qorvel 2026-11-21 at 09.05.07.png") << "open" << false;
@@ -87,8 +86,8 @@ private Q_SLOTS:
         // With an upload, a failed save is told within the upload's notification instead.
         DeliveryOutcome saveFailedUploaded = outcome(image, true, true, true, false, false);
         saveFailedUploaded.saveError = saveFailed.saveError;
-        QTest::newRow("save failed, uploaded") << saveFailedUploaded << "Screenshot uploaded, link copied"
-                                               << uploadLink.toString() << "open" << false;
+        QTest::newRow("save failed, uploaded")
+            << saveFailedUploaded << "Screenshot uploaded, link copied" << uploadLink.toString() << "open" << false;
     }
     void notification()
     {

@@ -64,7 +64,10 @@ private:
     }
 
 private Q_SLOTS:
-    void init() { m_desktop = m_dir.filePath(QStringLiteral("Desktop-%1").arg(QLatin1String(QTest::currentTestFunction()))); }
+    void init()
+    {
+        m_desktop = m_dir.filePath(QStringLiteral("Desktop-%1").arg(QLatin1String(QTest::currentTestFunction())));
+    }
 
     void encodesOnlyWhatIsKept_data()
     {

@@ -1,3 +1,4 @@
+#include "EmptySessionBus.h"
 #include "FreedesktopNotifier.h"
 
 #include <QCoreApplication>
@@ -22,19 +23,6 @@
 namespace {
 
 constexpr char probeVariable[] = "QORVEL_NOTIFIER_PROBE";
-
-// A session bus that owns and can start nothing but itself: no notification server.
-constexpr char emptyBusConfig[] = R"(<busconfig>
-  <type>session</type>
-  <listen>unix:path=%1</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-)";
 
 enum ActionKind { noAction, openLink, revealFile };
 
@@ -456,37 +444,15 @@ private Q_SLOTS:
     {
         QFETCH(bool, withBus);
 
+        const EmptySessionBus bus(withBus);
+        QVERIFY(bus.isReady());
         QTemporaryDir dir;
-        QVERIFY(dir.isValid());
-        const QString socket = dir.filePath(QStringLiteral("bus"));
-        QProcess bus;
-        if (withBus) {
-            QFile config(dir.filePath(QStringLiteral("bus.conf")));
-            QVERIFY(config.open(QIODevice::WriteOnly));
-            config.write(QString::fromLatin1(emptyBusConfig).arg(socket).toUtf8());
-            config.close();
-            bus.setStandardErrorFile(QProcess::nullDevice());
-            bus.start(QStringLiteral("dbus-daemon"),
-                {QStringLiteral("--nofork"), QStringLiteral("--print-address"), QStringLiteral("--config-file"),
-                    config.fileName()});
-            QVERIFY(bus.waitForReadyRead(5000));
-        }
         const QString thumbnails = dir.filePath(QStringLiteral("thumbnails"));
         QVERIFY(QDir().mkpath(thumbnails));
+        const std::optional<QByteArray> output = bus.runProbe(probeVariable, thumbnails, 60000);
+        QVERIFY(output);
 
-        QProcess probe;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QLatin1String(probeVariable), thumbnails);
-        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=") + socket);
-        probe.setProcessEnvironment(environment);
-        probe.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        probe.start(QCoreApplication::applicationFilePath());
-        QVERIFY(probe.waitForFinished(60000));
-        QCOMPARE(probe.exitCode(), 0);
-        bus.kill();
-        bus.waitForFinished();
-
-        QList<QByteArray> lines = probe.readAllStandardOutput().trimmed().split('\n');
+        QList<QByteArray> lines = output->trimmed().split('\n');
         QVERIFY(!lines.isEmpty() && lines.first().startsWith("ms\t"));
         // The bus answers at once when nothing owns the name: no waiting for a time-out.
         QCOMPARE_LT(lines.takeFirst().mid(3).toInt(), 1000);

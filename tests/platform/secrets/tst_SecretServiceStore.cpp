@@ -1,3 +1,4 @@
+#include "EmptySessionBus.h"
 #include "SecretServiceStore.h"
 
 #include <QCoreApplication>
@@ -14,19 +15,6 @@
 namespace {
 
 constexpr char probeVariable[] = "QORVEL_SECRETS_PROBE";
-
-// A session bus that owns and can start nothing but itself.
-constexpr char emptyBusConfig[] = R"(<busconfig>
-  <type>session</type>
-  <listen>unix:path=%1</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-)";
 
 QString serviceName()
 {
@@ -234,35 +222,12 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(QString, message);
 
-        QTemporaryDir dir;
-        QVERIFY(dir.isValid());
-        const QString socket = dir.filePath(QStringLiteral("bus"));
-        QProcess bus;
-        if (withBus) {
-            QFile config(dir.filePath(QStringLiteral("bus.conf")));
-            QVERIFY(config.open(QIODevice::WriteOnly));
-            config.write(QString::fromLatin1(emptyBusConfig).arg(socket).toUtf8());
-            config.close();
-            bus.setStandardErrorFile(QProcess::nullDevice());
-            bus.start(QStringLiteral("dbus-daemon"),
-                {QStringLiteral("--nofork"), QStringLiteral("--print-address"), QStringLiteral("--config-file"),
-                    config.fileName()});
-            QVERIFY(bus.waitForReadyRead(5000));
-        }
+        const EmptySessionBus bus(withBus);
+        QVERIFY(bus.isReady());
+        const std::optional<QByteArray> output = bus.runProbe(probeVariable, QStringLiteral("1"), 20000);
+        QVERIFY(output);
 
-        QProcess probe;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QLatin1String(probeVariable), QStringLiteral("1"));
-        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=") + socket);
-        probe.setProcessEnvironment(environment);
-        probe.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        probe.start(QCoreApplication::applicationFilePath());
-        QVERIFY(probe.waitForFinished(20000));
-        QCOMPARE(probe.exitCode(), 0);
-        bus.kill();
-        bus.waitForFinished();
-
-        const QList<QByteArray> calls = probe.readAllStandardOutput().trimmed().split('\n');
+        const QList<QByteArray> calls = output->trimmed().split('\n');
         QCOMPARE(calls.size(), 3); // read, write, delete
         for (const QByteArray &call : calls) {
             const QList<QByteArray> fields = call.split('\t');
