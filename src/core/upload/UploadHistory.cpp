@@ -14,6 +14,20 @@ UploadHistory::UploadHistory(SecretStore &store, QString account, QObject *paren
     , m_store(store)
     , m_account(std::move(account))
 {
+}
+
+const QList<UploadRecord> &UploadHistory::records() const
+{
+    load();
+    return m_records;
+}
+
+void UploadHistory::load() const
+{
+    // Read on first use: a capture that is not uploaded never waits for the secret store.
+    if (m_loaded)
+        return;
+    m_loaded = true;
     const Result<std::optional<QByteArray>> stored = m_store.read(m_account);
     if (!stored) {
         qCInfo(lcUploadHistory) << "Cannot read the upload history:" << stored.error().message << stored.error().detail;
@@ -33,6 +47,7 @@ UploadHistory::UploadHistory(SecretStore &store, QString account, QObject *paren
 
 void UploadHistory::add(const UploadRecord &record)
 {
+    load();
     m_records.prepend(record);
     if (m_records.size() > limit)
         m_records.resize(limit);
@@ -41,12 +56,14 @@ void UploadHistory::add(const UploadRecord &record)
 
 void UploadHistory::remove(const QUuid &id)
 {
+    load();
     m_records.removeIf([&id](const UploadRecord &record) { return record.id == id; });
     save();
 }
 
 void UploadHistory::clear()
 {
+    m_loaded = true;
     m_records.clear();
     save();
 }

@@ -9,7 +9,7 @@
 #include <QUuid>
 
 // The most recent uploads, newest first, kept in the secret store beside the userhash. The
-// stored list is read once, at construction; every change is written back before `changed()`.
+// stored list is read once, on first use; every change is written back before `changed()`.
 class UploadHistory : public QObject
 {
     Q_OBJECT
@@ -23,7 +23,7 @@ public:
         SecretStore &store, QString account = QLatin1String(SecretAccounts::uploadHistory), QObject *parent = nullptr);
 
     // As loaded, then as changed here; index 0 is the newest.
-    const QList<UploadRecord> &records() const { return m_records; }
+    const QList<UploadRecord> &records() const;
 
     // Puts the record first and drops the oldest beyond `limit`.
     void add(const UploadRecord &record);
@@ -35,9 +35,11 @@ Q_SIGNALS:
     void changed();
 
 private:
+    void load() const;
     void save();
 
     SecretStore &m_store;
     QString m_account;
-    QList<UploadRecord> m_records;
+    mutable QList<UploadRecord> m_records;
+    mutable bool m_loaded = false;
 };
