@@ -64,6 +64,13 @@ QByteArray CatboxProtocol::userAgent()
     return QByteArray("Qorvel/") + qorvelVersion + " (Linux)";
 }
 
+Result<void> CatboxProtocol::checkSize(qint64 size)
+{
+    if (size > sizeLimit)
+        return UploadError::fileTooLarge(size, sizeLimit, hostName()).toError();
+    return {};
+}
+
 QList<FormField> CatboxProtocol::uploadFields(const std::optional<QString> &userhash)
 {
     QList<FormField> fields{{QStringLiteral("reqtype"), QStringLiteral("fileupload")}};

@@ -26,6 +26,9 @@ public:
     static Result<QUrl> endpoint(const QString &override);
     static QByteArray userAgent();
 
+    // Catbox refuses files over the limit; checked before anything is written or sent.
+    static Result<void> checkSize(qint64 size);
+
     static QList<FormField> uploadFields(const std::optional<QString> &userhash);
     static QList<FormField> deleteFields(const QString &userhash, const QString &remoteName);
 

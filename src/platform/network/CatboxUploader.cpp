@@ -48,8 +48,8 @@ void CatboxUploader::upload(const QString &filePath, Progress progress, UploadCo
         completion(size.error());
         return;
     }
-    if (*size > CatboxProtocol::sizeLimit) {
-        completion(UploadError::fileTooLarge(*size, CatboxProtocol::sizeLimit, CatboxProtocol::hostName()).toError());
+    if (Result<void> allowed = CatboxProtocol::checkSize(*size); !allowed) {
+        completion(allowed.error());
         return;
     }
     const bool deletable = m_userhash.has_value();

@@ -90,6 +90,13 @@ private Q_SLOTS:
             QCOMPARE(result.error().message, error);
     }
 
+    void sizeLimit()
+    {
+        QVERIFY(CatboxProtocol::checkSize(200'000'000).ok());
+        QCOMPARE(CatboxProtocol::checkSize(200'000'001).error().message,
+            QStringLiteral("The file is 200.0 MB; Catbox accepts at most 200.0 MB."));
+    }
+
     void otherDescriptions()
     {
         // One decimal each: 200,000,001 bytes reads like the limit itself.
