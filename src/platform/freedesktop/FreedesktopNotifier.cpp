@@ -2,6 +2,7 @@
 
 #include "ImageEncoder.h"
 #include "ThumbnailSize.h"
+#include "VideoFrameReader.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -154,12 +155,16 @@ void FreedesktopNotifier::post(const NotificationRequest &request)
 
 QString FreedesktopNotifier::writeThumbnail(const NotificationRequest &request)
 {
-    // A recording would show its first frame, but no video decoder is linked yet: recordings
-    // are notified without a picture.
-    const Bitmap *bitmap = std::get_if<Bitmap>(&request.thumbnail);
-    if (!bitmap)
-        return {};
-    const QByteArray png = thumbnailPng(*bitmap);
+    Bitmap picture;
+    if (const Bitmap *bitmap = std::get_if<Bitmap>(&request.thumbnail)) {
+        picture = *bitmap;
+    } else if (const QString *recording = std::get_if<QString>(&request.thumbnail)) {
+        // A recording that cannot be read is still notified, without a picture.
+        Result<Bitmap> frame = VideoFrameReader::firstFrame(*recording, {thumbnailLongestSide, thumbnailLongestSide});
+        if (frame)
+            picture = std::move(frame).value();
+    }
+    const QByteArray png = thumbnailPng(picture);
     if (png.isEmpty())
         return {};
 
