@@ -226,7 +226,7 @@ private Q_SLOTS:
         selection.start(QStringLiteral(QORVEL_EXECUTABLE),
             {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"), file});
         // The overlay is up once a window of that process is visible.
-        QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow(selection) || selection.state() != QProcess::Running, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow(selection) || selection.state() == QProcess::NotRunning, 10000);
         QTest::qWait(300);
         for (const QString &step : gesture) {
             QProcess::execute(QStringLiteral("xdotool"), step.split(QLatin1Char(' ')));

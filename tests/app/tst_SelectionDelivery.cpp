@@ -55,21 +55,33 @@ private:
             QStringLiteral("PATH"), m_dir.path() + QLatin1Char(':') + environment.value(QStringLiteral("PATH")));
         QProcess::execute(
             QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QStringLiteral("1000"), QStringLiteral("900")});
+        // The overlay says when it first painted: from then on it takes the pointer.
+        environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
         QProcess selection;
         selection.setProcessEnvironment(environment);
         selection.start(QStringLiteral(QORVEL_EXECUTABLE),
             {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("--copy"),
                 QStringLiteral("--save"), QStringLiteral("--upload")});
+        QByteArray errors;
         if (!QTest::qWaitFor(
-                [&selection] { return hasVisibleWindow(selection) || selection.state() != QProcess::Running; }, 10'000))
+                [&selection, &errors] {
+                    errors += selection.readAllStandardError();
+                    return errors.contains("first paint") || selection.state() == QProcess::NotRunning;
+                },
+                15'000))
             return {};
-        QTest::qWait(300);
+        QTest::qWait(100);
         for (const char *step : {"mousemove 300 200 mousedown 1 mousemove 400 250", "mousemove 600 350 mouseup 1"}) {
             QProcess::execute(QStringLiteral("xdotool"), QString::fromLatin1(step).split(QLatin1Char(' ')));
             QTest::qWait(100);
         }
-        if (selection.state() != QProcess::NotRunning)
-            selection.waitForFinished(30'000);
+        // A process still running has no exit status yet: QProcess would report 0.
+        if (!selection.waitForFinished(30'000) && selection.state() != QProcess::NotRunning) {
+            selection.kill();
+            selection.waitForFinished();
+            exitCode = -1;
+            return {};
+        }
         exitCode = selection.exitCode();
         return QString::fromUtf8(selection.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     }
