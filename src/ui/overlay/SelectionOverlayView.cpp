@@ -61,7 +61,7 @@ SelectionOverlayView::SelectionOverlayView(const QImage &frozen, double scale, b
     m_hintFade.setDuration(int(hintFadeDuration.count()));
     connect(&m_hintFade, &QVariantAnimation::valueChanged, this, [this](const QVariant &value) {
         m_hintOpacity = value.toDouble();
-        update();
+        refresh();
     });
 }
 
@@ -83,7 +83,7 @@ void SelectionOverlayView::grabKeyboardWhenMapped()
 void SelectionOverlayView::setLevels(const QList<SnapLevel> &levels, qsizetype preferredIndex)
 {
     if (m_interaction.setLevels(levels, preferredIndex))
-        update();
+        refresh();
 }
 
 void SelectionOverlayView::showHint(const QString &text)
@@ -91,7 +91,45 @@ void SelectionOverlayView::showHint(const QString &text)
     m_hint = text;
     m_hintOpacity = 1;
     m_hintTimer.start();
-    update();
+    refresh();
+}
+
+QRegion SelectionOverlayView::decorations() const
+{
+    // Everything drawn over the frozen image apart from the even dim: the hole (with its border
+    // and halo), the size pill, the magnifier and the hint. A change repaints these, before and
+    // after, instead of all of a 4K screen on every pointer move.
+    QRegion region;
+    const SelectionInteraction::Highlight highlight = m_interaction.highlight();
+    if (!highlight.hole.isEmpty())
+        region += highlight.hole.toAlignedRect().adjusted(-3, -3, 3, 3);
+    if (m_interaction.dragRect() && m_pointer) {
+        const QString text = m_interaction.sizeLabelText();
+        const QSizeF size = pillSize(text, monospacedDigits(12));
+        region += QRectF(SelectionInteraction::labelPosition(*m_pointer, size, QRectF(rect())), size)
+                      .toAlignedRect()
+                      .adjusted(-1, -1, 1, 1);
+    }
+    if (m_showsMagnifier && m_pointer && QRectF(rect()).contains(*m_pointer)) {
+        region += QRectF(MagnifierGeometry::position(*m_pointer, QRectF(rect())), MagnifierGeometry::size)
+                      .toAlignedRect()
+                      .adjusted(-2, -2, 2, 2);
+    }
+    if (!m_hint.isEmpty() && m_hintOpacity > 0) {
+        const QSizeF size = pillSize(m_hint, monospacedDigits(12));
+        region += QRectF(
+            QPointF(width() / 2.0 - size.width() / 2, height() - hintDistanceFromBottom - size.height() / 2), size)
+                      .toAlignedRect()
+                      .adjusted(-1, -1, 1, 1);
+    }
+    return region;
+}
+
+void SelectionOverlayView::refresh()
+{
+    const QRegion now = decorations();
+    update(m_decorated.united(now));
+    m_decorated = now;
 }
 
 void SelectionOverlayView::paintEvent(QPaintEvent *)
@@ -220,7 +258,7 @@ void SelectionOverlayView::mouseMoveEvent(QMouseEvent *event)
         m_interaction.drag(*m_pointer);
     else if (onHoverMove)
         onHoverMove(*m_pointer);
-    update();
+    refresh();
 }
 
 void SelectionOverlayView::mousePressEvent(QMouseEvent *event)
@@ -247,7 +285,7 @@ void SelectionOverlayView::mouseReleaseEvent(QMouseEvent *event)
             onSelect(*release.selection);
         return;
     }
-    update();
+    refresh();
     if (release.hoverAgainAt && onHoverMove)
         onHoverMove(*release.hoverAgainAt);
 }
@@ -258,7 +296,7 @@ void SelectionOverlayView::wheelEvent(QWheelEvent *event)
     const bool precise = !event->pixelDelta().isNull();
     const double delta = precise ? event->pixelDelta().y() : event->angleDelta().y() / 120.0;
     if (m_interaction.scroll(delta, precise, event->phase() == Qt::ScrollMomentum))
-        update();
+        refresh();
 }
 
 void SelectionOverlayView::keyPressEvent(QKeyEvent *event)
@@ -277,5 +315,5 @@ void SelectionOverlayView::leaveEvent(QEvent *)
         return;
     m_interaction.pointerLeft();
     m_pointer.reset();
-    update();
+    refresh();
 }

@@ -3,6 +3,7 @@
 #include "SelectionInteraction.h"
 
 #include <QImage>
+#include <QRegion>
 #include <QTimer>
 #include <QVariantAnimation>
 #include <QWidget>
@@ -42,6 +43,8 @@ protected:
     void leaveEvent(QEvent *event) override;
 
 private:
+    QRegion decorations() const;
+    void refresh();
     void drawBorder(QPainter &painter, const QRectF &rect, const QColor &color, double width) const;
     void drawPill(QPainter &painter, const QString &text, const QFont &font, const QPointF &topLeft) const;
     void drawMagnifier(QPainter &painter, const QPointF &pointer) const;
@@ -57,5 +60,6 @@ private:
     QTimer m_hintTimer;
     QVariantAnimation m_hintFade;
     bool m_painted = false;
+    QRegion m_decorated; // what decorations() covered at the last refresh
     QTimer m_keyboardGrabRetry;
 };
