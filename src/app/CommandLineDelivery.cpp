@@ -46,13 +46,6 @@ public:
     }
 };
 
-// A scripted screenshot makes no sound.
-class SilentShutter : public ShutterSound
-{
-public:
-    void play() override { }
-};
-
 class DeferredNotifier : public Notifier
 {
 public:
@@ -119,7 +112,7 @@ Result<DeliveryOutcome> CommandLineDelivery::deliverScreenshot(ScreenshotHandOve
     CaptureOutput output({m_root.preferences(), m_root.stagingFolders(), history, notifier, clipboard,
         [this]() { return m_root.makeUploader(readUserhash(m_root.secrets())); }});
     CanberraShutterSound shutter;
-    SilentShutter silence;
+    SilentShutterSound silence;
     ScreenshotHandOver handOver(m_root.preferences(), m_interactive ? static_cast<ShutterSound &>(shutter) : silence,
         notifier, &ImageEncoder::encode);
 

@@ -4,11 +4,15 @@
 #include "CommandLine.h"
 #include "CommandLineDelivery.h"
 #include "CompositionRoot.h"
+#include "DBusInstanceChannel.h"
+#include "InstanceCommands.h"
 #include "UnixSignalWatcher.h"
 #include "UploadCommands.h"
 #include "Version.h"
 
 #include <QApplication>
+#include <QDBusConnection>
+#include <QDir>
 #include <QLocale>
 #include <QTextStream>
 
@@ -41,8 +45,29 @@ int main(int argc, char *argv[])
     char *qtArgv[] = {argv[0], nullptr};
     if (UploadCommands::handles(invocation))
         return UploadCommands::run(invocation, qtArgc, qtArgv);
-    if (invocation.action != Invocation::Action::runApp)
-        CaptureCommands::run(invocation, qtArgc, qtArgv);
+
+    // A running Qorvel takes the screenshot: it has Qt started and the screen's memory mapped
+    // already, and keeps the clipboard itself. QORVEL_STANDALONE=1 always runs it here.
+    if (InstanceCommands::servable(invocation) && !qEnvironmentVariableIsSet("QORVEL_STANDALONE")) {
+        std::optional<CommandAnswer> answer;
+        {
+            QCoreApplication forwarding(qtArgc, qtArgv);
+            answer = DBusInstanceChannel::runInPrimary(QDBusConnection::sessionBus(), {arguments, QDir::currentPath()});
+        }
+        if (answer) {
+            std::fwrite(answer->output.constData(), 1, size_t(answer->output.size()), stdout);
+            QTextStream(stderr) << answer->errors;
+            return answer->status;
+        }
+    }
+    if (invocation.action != Invocation::Action::runApp) {
+        // The file is named as the running instance would name it: by its whole path.
+        Invocation local = invocation;
+        QString &output = local.screenshot.outputPath;
+        if (!output.isEmpty() && output != QLatin1String("-"))
+            output = QDir::current().absoluteFilePath(output);
+        CaptureCommands::run(local, qtArgc, qtArgv);
+    }
 
     QApplication app(qtArgc, qtArgv);
     QApplication::setApplicationName(QStringLiteral("Qorvel"));
@@ -65,6 +90,9 @@ int main(int argc, char *argv[])
     if (*role == InstanceChannel::Role::forwarded)
         return 0;
 
+    InstanceCommands commands(root);
+    root.instanceChannel()->setCommandHandler(
+        [&commands](const ForwardedCommand &command) { return commands.run(command); });
     AppDelegate delegate(root);
     QObject::connect(root.instanceChannel(), &InstanceChannel::requestReceived, &delegate, &AppDelegate::handle);
     delegate.launch();

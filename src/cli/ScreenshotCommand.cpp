@@ -128,7 +128,7 @@ int ScreenshotCommand::run(const ScreenshotOptions &options, QIODevice &standard
             errors << "qorvel: saved as a fallback: " << outcome.savedPath << '\n';
         status = 1;
     }
-    if (!outcome.saved() && !outcome.uploaded() && !outcome.copied)
+    if (!outcome.saved() && !outcome.uploaded() && !outcome.copied && !outcome.saveError && !outcome.uploadRan)
         errors << "qorvel: no output action is on: the screenshot was not kept\n";
     return status;
 }

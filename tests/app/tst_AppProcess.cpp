@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QImage>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -42,6 +43,16 @@ QString windowTitle(const QString &id)
     const QString line = run(QStringLiteral("xprop"), {QStringLiteral("-id"), id, QStringLiteral("_NET_WM_NAME")});
     const qsizetype quote = line.indexOf(QLatin1Char('"'));
     return quote < 0 ? QString() : line.mid(quote + 1).chopped(2);
+}
+
+QImage pastedImage()
+{
+    QProcess xclip;
+    xclip.start(QStringLiteral("xclip"),
+        {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), QStringLiteral("image/png"),
+            QStringLiteral("-o")});
+    xclip.waitForFinished(10000);
+    return QImage::fromData(xclip.readAllStandardOutput());
 }
 
 void setAge(const QString &path, qint64 seconds)
@@ -217,6 +228,49 @@ private Q_SLOTS:
                                         << QStringLiteral("qorvel: unknown option '--frobnicate'");
         QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")} << 2
                                          << QStringLiteral("qorvel: unknown command 'frobnicate'");
+    }
+
+    // With Qorvel running, the command's screenshot is taken by the running instance: the file
+    // lands where the command's relative path says, and the copy stays with the instance rather
+    // than with a keeper left behind. Standalone, a keeper holds it.
+    void screenshotsGoToTheRunningInstance_data()
+    {
+        QTest::addColumn<bool>("standalone");
+        QTest::newRow("served by the instance") << false;
+        QTest::newRow("QORVEL_STANDALONE") << true;
+    }
+    void screenshotsGoToTheRunningInstance()
+    {
+        QFETCH(bool, standalone);
+        QProcess *primary = launch();
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(true), launchTimeoutMs);
+        QProcess command;
+        QProcessEnvironment environment = m_environment;
+        if (standalone)
+            environment.insert(QStringLiteral("QORVEL_STANDALONE"), QStringLiteral("1"));
+        command.setProcessEnvironment(environment);
+        command.setWorkingDirectory(m_home.path());
+        command.start(QStringLiteral(QORVEL_EXECUTABLE),
+            {QStringLiteral("screenshot"), QStringLiteral("--area"), QStringLiteral("0,0,64,32"),
+                QStringLiteral("--copy"), QStringLiteral("-o"), QStringLiteral("shot.png")});
+        QVERIFY(command.waitForFinished(launchTimeoutMs));
+        QCOMPARE(command.exitCode(), 0);
+        QCOMPARE(
+            command.readAllStandardOutput().trimmed(), QFile::encodeName(m_home.filePath(QStringLiteral("shot.png"))));
+        QCOMPARE(QImage(m_home.filePath(QStringLiteral("shot.png"))).size(), QSize(64, 32));
+        QCOMPARE(pastedImage().size(), QSize(64, 32));
+
+        // Which process answers the paste: the instance, or a keeper that outlives it.
+        primary->terminate();
+        QVERIFY(primary->waitForFinished(launchTimeoutMs));
+        QCOMPARE(pastedImage().size(), standalone ? QSize(64, 32) : QSize(0, 0));
+        // Taking the clipboard ends a keeper.
+        QProcess take;
+        take.start(
+            QStringLiteral("xclip"), {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-i")});
+        take.write("x");
+        take.closeWriteChannel();
+        take.waitForFinished(5000);
     }
 
     void commandLine()

@@ -8,3 +8,10 @@ public:
     virtual ~ShutterSound() = default;
     virtual void play() = 0;
 };
+
+// For captures a script asked for: they make no sound.
+class SilentShutterSound : public ShutterSound
+{
+public:
+    void play() override { }
+};

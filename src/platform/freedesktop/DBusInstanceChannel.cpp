@@ -8,6 +8,10 @@
 namespace {
 
 constexpr int forwardTimeoutMs = 5000;
+// Longer than an upload's own time-out, so the instance always answers first.
+constexpr int commandTimeoutMs = 150'000;
+// The instance does not run this command; the caller runs it itself.
+constexpr int notServed = 125;
 
 QString methodFor(InstanceRequest request)
 {
@@ -75,4 +79,36 @@ Result<InstanceChannel::Role> DBusInstanceChannel::forward(InstanceRequest reque
 void DBusInstanceChannel::Reopen()
 {
     Q_EMIT requestReceived(InstanceRequest::reopen);
+}
+
+int DBusInstanceChannel::Run(
+    const QStringList &arguments, const QString &workingDirectory, QByteArray &output, QString &errors)
+{
+    if (!m_commandHandler) {
+        errors = QStringLiteral("This instance runs no commands.");
+        return notServed;
+    }
+    const CommandAnswer answer = m_commandHandler({arguments, workingDirectory});
+    output = answer.output;
+    errors = answer.errors;
+    return answer.status;
+}
+
+std::optional<CommandAnswer> DBusInstanceChannel::runInPrimary(QDBusConnection bus, const ForwardedCommand &command)
+{
+    // Asking the bus first costs a round trip; calling a name nobody owns costs the same and
+    // says so.
+    if (!bus.isConnected())
+        return std::nullopt;
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QLatin1String(serviceName), QLatin1String(objectPath), QLatin1String(serviceName), QStringLiteral("Run"));
+    call << command.arguments << command.workingDirectory;
+    // A screenshot that is uploaded waits for the upload, whose own time-out is two minutes.
+    const QDBusMessage answer = bus.call(call, QDBus::Block, commandTimeoutMs);
+    if (answer.type() != QDBusMessage::ReplyMessage || answer.arguments().size() != 3)
+        return std::nullopt;
+    const int status = answer.arguments().at(0).toInt();
+    if (status == notServed)
+        return std::nullopt;
+    return CommandAnswer{status, answer.arguments().at(1).toByteArray(), answer.arguments().at(2).toString()};
 }

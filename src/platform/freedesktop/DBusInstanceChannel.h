@@ -4,6 +4,8 @@
 
 #include <QDBusConnection>
 
+#include <optional>
+
 // The single-instance channel on the session bus: the primary owns the well-known name and
 // exports its commands, so later launches, desktop key bindings and scripts all reach it the
 // same way (`gdbus call --session --dest com.vostrink.qorvel ...`).
@@ -22,8 +24,14 @@ public:
     Result<Role> claim(InstanceRequest requestIfSecondary) override;
     QString name() const override;
 
+    // Runs `command` in the instance that owns the name, if one does and serves commands; none
+    // otherwise, and the caller runs it itself.
+    static std::optional<CommandAnswer> runInPrimary(QDBusConnection bus, const ForwardedCommand &command);
+
 public Q_SLOTS:
     Q_SCRIPTABLE void Reopen();
+    Q_SCRIPTABLE int Run(
+        const QStringList &arguments, const QString &workingDirectory, QByteArray &output, QString &errors);
 
 private:
     Result<Role> forward(InstanceRequest request);

@@ -1,0 +1,91 @@
+#include "InstanceCommands.h"
+
+#include "CommandLine.h"
+#include "CompositionRoot.h"
+#include "FileRevealer.h"
+#include "FreedesktopNotifier.h"
+#include "ImageEncoder.h"
+#include "ScreenshotCommand.h"
+#include "ScreenshotHandOver.h"
+
+#include <QBuffer>
+#include <QDBusConnection>
+#include <QDesktopServices>
+#include <QDir>
+#include <QEventLoop>
+#include <QTextStream>
+
+namespace {
+
+// For -o FILE: the command's own output is the report.
+class DiscardingNotifier : public Notifier
+{
+public:
+    void post(const NotificationRequest &) override { }
+};
+
+} // namespace
+
+InstanceCommands::InstanceCommands(CompositionRoot &root, QObject *parent)
+    : QObject(parent)
+    , m_root(root)
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    m_notifier = std::make_unique<FreedesktopNotifier>(bus,
+        FreedesktopNotifier::Handlers{[](const QUrl &link) { QDesktopServices::openUrl(link); },
+            [bus](const QString &path) { FileRevealer::reveal(bus, path); }, {}});
+    m_quiet = std::make_unique<DiscardingNotifier>();
+    m_history = std::make_unique<UploadHistory>(m_root.secrets());
+    const auto makeUploader = [this]() { return m_root.makeUploader(readUserhash(m_root.secrets())); };
+    m_output = std::make_unique<CaptureOutput>(CaptureOutput::Services{
+        m_root.preferences(), m_root.stagingFolders(), *m_history, *m_notifier, m_clipboard, makeUploader});
+    m_quietOutput = std::make_unique<CaptureOutput>(CaptureOutput::Services{
+        m_root.preferences(), m_root.stagingFolders(), *m_history, *m_quiet, m_clipboard, makeUploader});
+}
+
+InstanceCommands::~InstanceCommands() = default;
+
+bool InstanceCommands::servable(const Invocation &invocation)
+{
+    return invocation.action == Invocation::Action::screenshot && !invocation.screenshot.select
+        && invocation.screenshot.outputPath != QLatin1String("-");
+}
+
+CommandAnswer InstanceCommands::run(const ForwardedCommand &command)
+{
+    Invocation invocation = CommandLine::parse(command.arguments);
+    if (!servable(invocation))
+        return {125, {}, QStringLiteral("not served by the running instance")};
+    ScreenshotOptions &options = invocation.screenshot;
+    if (!options.outputPath.isEmpty())
+        options.outputPath = QDir(command.workingDirectory).absoluteFilePath(options.outputPath);
+
+    CommandAnswer answer;
+    QTextStream errors(&answer.errors);
+    const Result<std::shared_ptr<ScreenCapturePlatform>> platform = m_root.screenCapture(X11Grabber::Pattern::repeated);
+    if (!platform) {
+        answer.status = 1;
+        errors << "qorvel: " << platform.error().message << '\n';
+        return answer;
+    }
+    SilentShutterSound silence;
+    const auto deliver = [this, &silence](ScreenshotHandOver::Capture capture, bool notify) {
+        ScreenshotHandOver handOver(
+            m_root.preferences(), silence, notify ? *m_notifier : *m_quiet, &ImageEncoder::encode);
+        std::optional<Result<DeliveryOutcome>> outcome;
+        QEventLoop loop;
+        handOver.handOver(
+            std::move(capture), notify ? *m_output : *m_quietOutput, [&outcome, &loop](Result<DeliveryOutcome> done) {
+                outcome = std::move(done);
+                loop.quit();
+            });
+        if (!outcome)
+            loop.exec();
+        return *outcome;
+    };
+    QBuffer output(&answer.output);
+    output.open(QIODevice::WriteOnly);
+    answer.status = ScreenshotCommand(**platform, m_root.preferences(), deliver).run(options, output, errors);
+    errors.flush();
+    return answer;
+}
