@@ -7,7 +7,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
-#include <algorithm>
+#include <functional>
 
 namespace {
 
@@ -43,6 +43,9 @@ public:
 
 const QString account = QLatin1String(SecretAccounts::uploadHistory);
 
+using Change = std::function<void(UploadHistory &)>;
+enum Failing { noFailure, failingReads, failingWrites };
+
 UploadRecord record(int n, UploadKind kind = UploadKind::image)
 {
     const QString name = QStringLiteral("f%1.png").arg(n);
@@ -58,7 +61,6 @@ QList<UploadRecord> records(int count, int first = 0)
     return list;
 }
 
-// The id is in lower case on purpose: it must be accepted although this program writes upper case.
 QJsonObject validObject()
 {
     return QJsonObject{{QStringLiteral("id"), QStringLiteral("0f8fad5b-d9cb-469f-a165-70867728950e")},
@@ -81,7 +83,9 @@ class tst_UploadHistory : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void dateCountsSecondsFrom2001_data()
+    // The keys, raw values and date reference earlier versions wrote: seven keys, the id in upper
+    // case, the date in seconds since 2001.
+    void storedForm_data()
     {
         QTest::addColumn<QDateTime>("date");
         QTest::addColumn<double>("seconds");
@@ -89,42 +93,29 @@ private Q_SLOTS:
         QTest::newRow("1970 epoch") << QDateTime::fromMSecsSinceEpoch(0, Qt::UTC) << -978307200.0;
         QTest::newRow("with milliseconds") << QDateTime::fromMSecsSinceEpoch(1709296496789, Qt::UTC) << 730989296.789;
     }
-
-    void dateCountsSecondsFrom2001()
+    void storedForm()
     {
         QFETCH(QDateTime, date);
         QFETCH(double, seconds);
-        UploadRecord stored = record(1);
+        UploadRecord stored = record(1, UploadKind::video);
         stored.date = date;
 
-        const QJsonObject object = QJsonDocument::fromJson(encodeUploadRecords({stored})).array().at(0).toObject();
-        QVERIFY(object.value(QStringLiteral("date")).isDouble());
-        QCOMPARE(object.value(QStringLiteral("date")).toDouble(), seconds);
-
-        QJsonObject written = validObject();
-        written.insert(QStringLiteral("date"), seconds);
-        const auto decoded = decodeUploadRecords(QJsonDocument(QJsonArray{written}).toJson());
-        QVERIFY(decoded);
-        QCOMPARE(decoded->at(0).date, date);
-        QCOMPARE(decoded->at(0).id, QUuid::fromString(QStringLiteral("{0F8FAD5B-D9CB-469F-A165-70867728950E}")));
+        const QByteArray document = encodeUploadRecords({stored});
+        QCOMPARE(QJsonDocument::fromJson(document).array(),
+            (QJsonArray{QJsonObject{{QStringLiteral("id"), stored.id.toString(QUuid::WithoutBraces).toUpper()},
+                {QStringLiteral("url"), QStringLiteral("https://files.catbox.moe/f1.png")},
+                {QStringLiteral("remoteName"), QStringLiteral("f1.png")},
+                {QStringLiteral("kind"), QStringLiteral("video")}, {QStringLiteral("date"), seconds},
+                {QStringLiteral("deletable"), false}, {QStringLiteral("host"), QStringLiteral("Catbox")}}}));
+        QCOMPARE(decodeUploadRecords(document), QList<UploadRecord>{stored});
     }
 
-    void encodesEachRecordAsSevenKeysAndReadsItBack()
+    // The object that spoils documents below is valid on its own, its lower-case id included.
+    void decodesAValidDocument()
     {
-        const QList<UploadRecord> list{record(1, UploadKind::video), record(2), record(3)};
-        const QByteArray document = encodeUploadRecords(list);
-
-        const QJsonObject first = QJsonDocument::fromJson(document).array().at(0).toObject();
-        QCOMPARE(first.size(), 7);
-        QCOMPARE(first.value(QStringLiteral("id")).toString(), list[0].id.toString(QUuid::WithoutBraces).toUpper());
-        QCOMPARE(first.value(QStringLiteral("id")).toString().size(), 36);
-        QCOMPARE(first.value(QStringLiteral("url")).toString(), QStringLiteral("https://files.catbox.moe/f1.png"));
-        QCOMPARE(first.value(QStringLiteral("kind")).toString(), QStringLiteral("video"));
-        QCOMPARE(first.value(QStringLiteral("deletable")), QJsonValue(false));
-        QCOMPARE(first.value(QStringLiteral("host")).toString(), QStringLiteral("Catbox"));
-
-        QCOMPARE(decodeUploadRecords(document), list);
-        QVERIFY(list[0].id != list[1].id);
+        const auto decoded = decodeUploadRecords(documentWith(validObject()));
+        QVERIFY(decoded && decoded->size() == 2);
+        QCOMPARE(decoded->at(0).id, QUuid::fromString(QStringLiteral("{0F8FAD5B-D9CB-469F-A165-70867728950E}")));
     }
 
     void decodeRejectsTheWholeDocument_data()
@@ -158,109 +149,69 @@ private Q_SLOTS:
         QVERIFY(!decodeUploadRecords(document));
     }
 
-    void undecodableDocumentSurvivesUntilTheNextAdd()
+    // The list shows every change at once and signals it. The store follows, unless nothing
+    // changed, since loading writes nothing, or it refused the write.
+    void changes_data()
     {
+        QTest::addColumn<QByteArray>("stored");
+        QTest::addColumn<Change>("change"); // none: only loaded
+        QTest::addColumn<QList<UploadRecord>>("expected");
+        QTest::addColumn<int>("failing");
+        const auto row
+            = [](const char *name, const QByteArray &stored, const Change &change, const QList<UploadRecord> &expected,
+                  Failing failing = noFailure) { QTest::newRow(name) << stored << change << expected << int(failing); };
+
+        const UploadRecord added = record(0);
+        const Change add = [added](UploadHistory &history) { history.add(added); };
+        const QList<UploadRecord> full = records(UploadHistory::limit, 100);
+        const QList<UploadRecord> over = records(25, 100);
+        const int kept = UploadHistory::limit - 1;
+        row("add beyond the limit drops the oldest", encodeUploadRecords(full), add, QList{added} + full.first(kept));
+        row("more than the limit stored are kept as loaded", encodeUploadRecords(over), {}, over);
+        row("more than the limit stored are cut on the next add", encodeUploadRecords(over), add,
+            QList{added} + over.first(kept));
+
+        const QByteArray damaged = documentWith(QJsonObject());
+        row("undecodable document is kept as loaded", damaged, {}, {});
+        row("undecodable document is replaced by the next add", damaged, add, {added});
+
+        QList<UploadRecord> twice = records(3);
+        twice[2].id = twice[0].id;
+        const QByteArray three = encodeUploadRecords(twice);
+        row("remove takes every record with the id", three,
+            [id = twice[0].id](UploadHistory &history) { history.remove(id); }, {twice[1]});
+        row(
+            "remove of an unknown id", three, [](UploadHistory &history) { history.remove(QUuid::createUuid()); },
+            twice);
+        row("clear deletes the item", three, &UploadHistory::clear, {});
+
+        row("unreadable store", three, {}, {}, failingReads);
+        row("unwritable store", three, add, QList{added} + twice, failingWrites);
+    }
+    void changes()
+    {
+        QFETCH(QByteArray, stored);
+        QFETCH(Change, change);
+        QFETCH(QList<UploadRecord>, expected);
+        QFETCH(int, failing);
         MemoryStore store;
-        QJsonObject noHost = validObject();
-        noHost.remove(QStringLiteral("host"));
-        const QByteArray damaged = documentWith(noHost);
-        store.items.insert(account, damaged);
+        store.items.insert(account, stored);
+        store.failReads = failing == failingReads;
+        store.failWrites = failing == failingWrites;
 
         UploadHistory history(store);
-        QVERIFY(history.records().isEmpty());
-        QCOMPARE(store.items.value(account), damaged);
-        QCOMPARE(store.writes, 0);
-
-        const UploadRecord added = record(1);
-        history.add(added);
-        QCOMPARE(decodeUploadRecords(store.items.value(account)), QList<UploadRecord>{added});
-    }
-
-    void addKeepsTheNewestWithinTheLimit_data()
-    {
-        QTest::addColumn<int>("stored");
-        QTest::addColumn<int>("adds");
-        QTest::newRow("21st add drops the oldest") << 0 << 21;
-        QTest::newRow("25 stored are kept as loaded") << 25 << 0;
-        QTest::newRow("25 stored are cut on the next add") << 25 << 1;
-    }
-
-    void addKeepsTheNewestWithinTheLimit()
-    {
-        QFETCH(int, stored);
-        QFETCH(int, adds);
-        MemoryStore store;
-        const QList<UploadRecord> loaded = records(stored, 100);
-        if (stored > 0)
-            store.items.insert(account, encodeUploadRecords(loaded));
-
-        UploadHistory history(store);
-        QCOMPARE(history.records(), loaded);
         QSignalSpy changed(&history, &UploadHistory::changed);
-        QList<UploadRecord> expected = loaded;
-        for (const UploadRecord &added : records(adds)) {
-            history.add(added);
-            expected.prepend(added);
-        }
-        if (adds > 0)
-            expected.resize(std::min<qsizetype>(expected.size(), UploadHistory::limit));
-
+        if (change)
+            change(history);
         QCOMPARE(history.records(), expected);
-        QCOMPARE(changed.count(), adds);
-        if (adds > 0)
+        QCOMPARE(changed.count(), change ? 1 : 0);
+        QCOMPARE(store.writes, change ? 1 : 0);
+        if (!change || failing == failingWrites)
+            QCOMPARE(store.items.value(account), stored);
+        else if (expected.isEmpty())
+            QVERIFY(!store.items.contains(account)); // an empty history leaves no item behind
+        else
             QCOMPARE(decodeUploadRecords(store.items.value(account)), expected);
-    }
-
-    void removeTakesEveryRecordWithTheId()
-    {
-        MemoryStore store;
-        QList<UploadRecord> list = records(3);
-        list[2].id = list[0].id;
-        store.items.insert(account, encodeUploadRecords(list));
-        UploadHistory history(store);
-        QSignalSpy changed(&history, &UploadHistory::changed);
-
-        history.remove(list[0].id);
-        QCOMPARE(history.records(), QList<UploadRecord>{list[1]});
-        QCOMPARE(decodeUploadRecords(store.items.value(account)), history.records());
-
-        history.remove(QUuid::createUuid());
-        QCOMPARE(history.records().size(), 1);
-        QCOMPARE(store.writes, 2);
-        QCOMPARE(changed.count(), 2);
-    }
-
-    void clearDeletesTheItem()
-    {
-        MemoryStore store;
-        store.items.insert(account, encodeUploadRecords(records(3)));
-        UploadHistory history(store);
-        QSignalSpy changed(&history, &UploadHistory::changed);
-
-        history.clear();
-        QVERIFY(history.records().isEmpty());
-        QVERIFY(!store.items.contains(account));
-        QCOMPARE(changed.count(), 1);
-    }
-
-    void storeFailuresAreSurvived()
-    {
-        MemoryStore store;
-        const QByteArray before = encodeUploadRecords(records(2));
-        store.items.insert(account, before);
-        store.failReads = true;
-        QVERIFY(UploadHistory(store).records().isEmpty());
-
-        store.failReads = false;
-        UploadHistory history(store);
-        QSignalSpy changed(&history, &UploadHistory::changed);
-        store.failWrites = true;
-        const UploadRecord added = record(9);
-        history.add(added);
-        QCOMPARE(history.records().size(), 3);
-        QCOMPARE(history.records().first(), added);
-        QCOMPARE(store.items.value(account), before);
-        QCOMPARE(changed.count(), 1);
     }
 };
 
