@@ -45,11 +45,8 @@ QByteArray paste(const QString &target)
 int exitStatus(pid_t pid)
 {
     int status = 0;
-    for (int waited = 0; ::waitpid(pid, &status, WNOHANG) != pid; waited += 20) {
-        if (waited >= 5000)
-            return -1;
-        QTest::qWait(20);
-    }
+    if (!QTest::qWaitFor([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, 5000))
+        return -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
@@ -105,9 +102,7 @@ private Q_SLOTS:
     void reportsAKeeperThatCannotStart()
     {
         QProcess copy;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("KEEPER_WITHOUT_DISPLAY"), QStringLiteral("1"));
-        copy.setProcessEnvironment(environment);
+        copy.setEnvironment(QProcess::systemEnvironment() << QStringLiteral("KEEPER_WITHOUT_DISPLAY=1"));
         QElapsedTimer timer;
         timer.start();
         copy.start(QCoreApplication::applicationFilePath(), {QStringLiteral("copy"), QStringLiteral("file")});
