@@ -7,6 +7,7 @@
 #include "FrozenScreenCapture.h"
 #include "PixelSize.h"
 #include "ScreenshotCommand.h"
+#include "SelectionScreenshot.h"
 #include "WindowFilter.h"
 #include "WindowsCommand.h"
 
@@ -31,65 +32,6 @@ ScreenshotCommand::Deliver deliverer(CompositionRoot &root, bool interactive)
     return [&root, interactive](ScreenshotHandOver::Capture capture, bool notify) {
         return CommandLineDelivery(root, interactive).deliverScreenshot(std::move(capture), notify);
     };
-}
-
-// The user picks the target in the overlay; the capture is then cut from the screens as they
-// were when it opened. None when the user cancelled.
-int runSelection(const ScreenshotOptions &options, CompositionRoot &root, ScreenCapturePlatform &live,
-    QIODevice &standardOutput, QTextStream &errors)
-{
-    const Result<ScreenContent> content = live.shareableContent();
-    if (!content) {
-        errors << "qorvel: " << content.error().message << '\n';
-        return 1;
-    }
-    // Every display is grabbed before the overlay maps, so the overlay never sees itself. The
-    // displays were just listed: each is grabbed directly rather than looked up again.
-    QHash<quint32, Bitmap> frozen;
-    QList<SelectionOverlayController::Display> displays;
-    for (const ScreenDisplay &display : content->displays) {
-        const Result<Bitmap> image = live.grabDisplayArea(
-            display, QRectF(QPointF(0, 0), display.frame.size()), pixelSize(display.frame.size(), display.scale));
-        if (!image)
-            continue;
-        frozen.insert(display.id, *image);
-        displays << SelectionOverlayController::Display{
-            display, CompositionRoot::screenFor(display), BitmapImage::wrap(*image)};
-    }
-    root.endEarlyScreenGrab();
-    QList<SnapWindow> windows;
-    if (auto *source = dynamic_cast<WindowListSource *>(&live)) {
-        const Result<QList<SnapWindow>> fetched = WindowFilter::fetch(*source, QCoreApplication::applicationPid());
-        if (fetched)
-            windows = *fetched; // without a list the overlay still offers areas and displays
-    }
-
-    // Element snapping only while accessibility is on; otherwise clicks choose windows.
-    const std::unique_ptr<AtspiElementFinder> finder
-        = AtspiElementFinder::create(QDBusConnection::sessionBus(), [](QPointF point) {
-              const QScreen *screen = QGuiApplication::screenAt(point.toPoint());
-              return screen ? screen->devicePixelRatio() : 1.0;
-          });
-
-    std::optional<CaptureTarget> chosen;
-    SelectionOverlayController overlay;
-    overlay.start(displays, windows, root.preferences().boolValue(PreferenceKey::showMagnifier), finder.get(),
-        [&chosen](std::optional<CaptureTarget> target) {
-            chosen = target;
-            QCoreApplication::quit();
-        });
-    if (!overlay.isOpen()) {
-        errors << "qorvel: there is no display to select on\n";
-        return 1;
-    }
-    QCoreApplication::exec();
-    if (!chosen) {
-        errors << "qorvel: the selection was cancelled\n";
-        return 1;
-    }
-    FrozenScreenCapture frozenScreens(*content, frozen, live);
-    return ScreenshotCommand(frozenScreens, root.preferences(), deliverer(root, true))
-        .run(options, standardOutput, errors, chosen);
 }
 
 int runCommand(const Invocation &invocation, CompositionRoot &root, QIODevice &standardOutput, QTextStream &errors)
@@ -117,7 +59,8 @@ int runCommand(const Invocation &invocation, CompositionRoot &root, QIODevice &s
     }
     case Invocation::Action::screenshot:
         if (invocation.screenshot.select)
-            return runSelection(invocation.screenshot, root, **platform, standardOutput, errors);
+            return SelectionScreenshot::run(
+                invocation.screenshot, root, **platform, deliverer(root, true), standardOutput, errors);
         return ScreenshotCommand(**platform, root.preferences(), deliverer(root, false))
             .run(invocation.screenshot, standardOutput, errors);
     default:

@@ -7,6 +7,7 @@
 #include "ImageEncoder.h"
 #include "ScreenshotCommand.h"
 #include "ScreenshotHandOver.h"
+#include "SelectionScreenshot.h"
 
 #include <QBuffer>
 #include <QDBusConnection>
@@ -47,7 +48,7 @@ InstanceCommands::~InstanceCommands() = default;
 
 bool InstanceCommands::servable(const Invocation &invocation)
 {
-    return invocation.action == Invocation::Action::screenshot && !invocation.screenshot.select
+    return invocation.action == Invocation::Action::screenshot
         && invocation.screenshot.outputPath != QLatin1String("-");
 }
 
@@ -85,7 +86,9 @@ CommandAnswer InstanceCommands::run(const ForwardedCommand &command)
     };
     QBuffer output(&answer.output);
     output.open(QIODevice::WriteOnly);
-    answer.status = ScreenshotCommand(**platform, m_root.preferences(), deliver).run(options, output, errors);
+    answer.status = options.select
+        ? SelectionScreenshot::run(options, m_root, **platform, deliver, output, errors)
+        : ScreenshotCommand(**platform, m_root.preferences(), deliver).run(options, output, errors);
     errors.flush();
     return answer;
 }

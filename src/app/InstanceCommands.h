@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CanberraShutterSound.h"
 #include "CaptureOutput.h"
 #include "InstanceChannel.h"
 #include "QtClipboard.h"
@@ -22,8 +23,8 @@ public:
     explicit InstanceCommands(CompositionRoot &root, QObject *parent = nullptr);
     ~InstanceCommands() override;
 
-    // A screenshot of a display, an area or a window into a file: what the instance serves.
-    // A selection, standard output and every other command run in the calling process.
+    // A screenshot, chosen or selected, that is not written to standard output: what the
+    // instance serves. Every other command runs in the calling process.
     static bool servable(const Invocation &invocation);
 
     CommandAnswer run(const ForwardedCommand &command);
@@ -36,4 +37,5 @@ private:
     std::unique_ptr<UploadHistory> m_history;
     std::unique_ptr<CaptureOutput> m_output;
     std::unique_ptr<CaptureOutput> m_quietOutput;
+    CanberraShutterSound m_shutter;
 };

@@ -18,6 +18,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <limits>
 
 int main(int argc, char *argv[])
 {
@@ -52,7 +53,10 @@ int main(int argc, char *argv[])
         std::optional<CommandAnswer> answer;
         {
             QCoreApplication forwarding(qtArgc, qtArgv);
-            answer = DBusInstanceChannel::runInPrimary(QDBusConnection::sessionBus(), {arguments, QDir::currentPath()});
+            // Longer than an upload's own time-out; a selection waits for the user as long as it takes.
+            const int timeoutMs = invocation.screenshot.select ? std::numeric_limits<int>::max() : 150'000;
+            answer = DBusInstanceChannel::runInPrimary(
+                QDBusConnection::sessionBus(), {arguments, QDir::currentPath()}, timeoutMs);
         }
         if (answer) {
             std::fwrite(answer->output.constData(), 1, size_t(answer->output.size()), stdout);

@@ -8,8 +8,6 @@
 namespace {
 
 constexpr int forwardTimeoutMs = 5000;
-// Longer than an upload's own time-out, so the instance always answers first.
-constexpr int commandTimeoutMs = 150'000;
 // The instance does not run this command; the caller runs it itself.
 constexpr int notServed = 125;
 
@@ -94,7 +92,8 @@ int DBusInstanceChannel::Run(
     return answer.status;
 }
 
-std::optional<CommandAnswer> DBusInstanceChannel::runInPrimary(QDBusConnection bus, const ForwardedCommand &command)
+std::optional<CommandAnswer> DBusInstanceChannel::runInPrimary(
+    QDBusConnection bus, const ForwardedCommand &command, int timeoutMs)
 {
     // Asking the bus first costs a round trip; calling a name nobody owns costs the same and
     // says so.
@@ -103,8 +102,7 @@ std::optional<CommandAnswer> DBusInstanceChannel::runInPrimary(QDBusConnection b
     QDBusMessage call = QDBusMessage::createMethodCall(
         QLatin1String(serviceName), QLatin1String(objectPath), QLatin1String(serviceName), QStringLiteral("Run"));
     call << command.arguments << command.workingDirectory;
-    // A screenshot that is uploaded waits for the upload, whose own time-out is two minutes.
-    const QDBusMessage answer = bus.call(call, QDBus::Block, commandTimeoutMs);
+    const QDBusMessage answer = bus.call(call, QDBus::Block, timeoutMs);
     if (answer.type() != QDBusMessage::ReplyMessage || answer.arguments().size() != 3)
         return std::nullopt;
     const int status = answer.arguments().at(0).toInt();

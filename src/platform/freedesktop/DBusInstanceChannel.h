@@ -26,7 +26,9 @@ public:
 
     // Runs `command` in the instance that owns the name, if one does and serves commands; none
     // otherwise, and the caller runs it itself.
-    static std::optional<CommandAnswer> runInPrimary(QDBusConnection bus, const ForwardedCommand &command);
+    // `timeoutMs` is how long the command may take there (a selection waits for the user).
+    static std::optional<CommandAnswer> runInPrimary(
+        QDBusConnection bus, const ForwardedCommand &command, int timeoutMs);
 
 public Q_SLOTS:
     Q_SCRIPTABLE void Reopen();
