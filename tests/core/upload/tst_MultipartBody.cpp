@@ -1,4 +1,5 @@
 #include "MultipartBody.h"
+#include "TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,11 +18,7 @@ private:
 
     QString makeFile(const QString &name, const QByteArray &content)
     {
-        const QString path = m_dir.filePath(name);
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            qFatal("cannot write %s", qPrintable(path));
-        return path;
+        return writeTestFile(m_dir.filePath(name), content);
     }
 
     static QByteArray readAll(const QString &path)

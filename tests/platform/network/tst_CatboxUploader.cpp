@@ -1,4 +1,5 @@
 #include "CatboxUploader.h"
+#include "TestFiles.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -32,11 +33,7 @@ private:
 
     QString makeFile(const QString &name, const QByteArray &content)
     {
-        const QString path = m_dir.filePath(name);
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            qFatal("cannot write %s", qPrintable(path));
-        return path;
+        return writeTestFile(m_dir.filePath(name), content);
     }
 
     Result<UploadResult> upload(CatboxUploader uploader, const QString &path, QList<double> *progress = nullptr)
