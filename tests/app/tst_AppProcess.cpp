@@ -273,6 +273,52 @@ private Q_SLOTS:
         take.waitForFinished(5000);
     }
 
+    // A selection is served by the instance too: its overlay takes the drag, the command gets
+    // the file (or, on Escape, the cancellation).
+    void selectionsGoToTheRunningInstance_data()
+    {
+        QTest::addColumn<bool>("cancel");
+        QTest::newRow("drag") << false;
+        QTest::newRow("escape") << true;
+    }
+    void selectionsGoToTheRunningInstance()
+    {
+        QFETCH(bool, cancel);
+        m_environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
+        auto *primary = new QProcess(this);
+        primary->setProcessEnvironment(m_environment);
+        primary->start(QStringLiteral(QORVEL_EXECUTABLE), {});
+        m_running << primary;
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(true), launchTimeoutMs);
+
+        QProcess command;
+        command.setProcessEnvironment(m_environment);
+        command.setWorkingDirectory(m_home.path());
+        command.start(QStringLiteral(QORVEL_EXECUTABLE),
+            {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"),
+                QStringLiteral("sel.png")});
+        QByteArray log;
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                log += primary->readAllStandardError();
+                return log.contains("first paint");
+            },
+            launchTimeoutMs));
+        QTest::qWait(100);
+        const QStringList gesture = cancel
+            ? QStringList{QStringLiteral("key Escape")}
+            : QStringList{QStringLiteral("mousemove 300 200 mousedown 1 mousemove 400 250"),
+                QStringLiteral("mousemove 600 350 mouseup 1")};
+        for (const QString &step : gesture) {
+            QProcess::execute(QStringLiteral("xdotool"), step.split(QLatin1Char(' ')));
+            QTest::qWait(100);
+        }
+        // waitForFinished() is false for a process that has finished already.
+        QVERIFY(command.state() == QProcess::NotRunning || command.waitForFinished(launchTimeoutMs));
+        QCOMPARE(command.exitCode(), cancel ? 1 : 0);
+        QCOMPARE(QImage(m_home.filePath(QStringLiteral("sel.png"))).size(), cancel ? QSize(0, 0) : QSize(300, 150));
+    }
+
     void commandLine()
     {
         QFETCH(QStringList, arguments);
