@@ -4,21 +4,13 @@
 #include "CommandLineDelivery.h"
 #include "CompositionRoot.h"
 #include "DisplaysCommand.h"
-#include "FrozenScreenCapture.h"
-#include "PixelSize.h"
 #include "ScreenshotCommand.h"
 #include "SelectionScreenshot.h"
-#include "WindowFilter.h"
+#include "WindowListSource.h"
 #include "WindowsCommand.h"
 
-#include "AtspiElementFinder.h"
-#include "BitmapImage.h"
-#include "SelectionOverlayController.h"
-
 #include <QApplication>
-#include <QDBusConnection>
 #include <QFile>
-#include <QScreen>
 #include <QTextStream>
 
 #include <cstdio>

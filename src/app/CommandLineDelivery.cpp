@@ -3,7 +3,6 @@
 #include "CanberraShutterSound.h"
 #include "ClipboardKeeper.h"
 #include "CompositionRoot.h"
-#include "FileRevealer.h"
 #include "FreedesktopNotifier.h"
 #include "ImageEncoder.h"
 #include "ThumbnailSize.h"
@@ -11,10 +10,7 @@
 #include "BitmapImage.h"
 
 #include <QCoreApplication>
-#include <QDBusConnection>
 #include <QDataStream>
-#include <QDesktopServices>
-#include <QEventLoop>
 #include <QImage>
 #include <QTextStream>
 #include <QTimer>
@@ -110,31 +106,24 @@ Result<DeliveryOutcome> CommandLineDelivery::deliverScreenshot(ScreenshotHandOve
     DeferredNotifier notifier;
     UploadHistory history(m_root.secrets());
     CaptureOutput output({m_root.preferences(), m_root.stagingFolders(), history, notifier, clipboard,
-        [this]() { return m_root.makeUploader(readUserhash(m_root.secrets())); }});
+        [this]() { return m_root.makeAccountUploader(); }});
     CanberraShutterSound shutter;
     SilentShutterSound silence;
     ScreenshotHandOver handOver(m_root.preferences(), m_interactive ? static_cast<ShutterSound &>(shutter) : silence,
         notifier, &ImageEncoder::encode);
 
-    std::optional<Result<DeliveryOutcome>> outcome;
-    QEventLoop loop;
-    handOver.handOver(std::move(capture), output, [&outcome, &loop](Result<DeliveryOutcome> done) {
-        outcome = std::move(done);
-        loop.quit();
-    });
-    if (!outcome)
-        loop.exec();
+    const Result<DeliveryOutcome> outcome = handOver.handOverAndWait(std::move(capture), output);
     // The process ends soon after; the shutter would be cut short.
     shutter.waitUntilQuiet(std::chrono::seconds(2));
-    if (!outcome->ok())
-        return outcome->error();
+    if (!outcome)
+        return outcome.error();
 
     const QByteArray attachment = notify && notifier.request ? encode(*notifier.request) : QByteArray();
     if (clipboard.replay || !attachment.isEmpty()) {
         const Result<qint64> keeper = ClipboardKeeper::keepInBackground(clipboard.replay, attachment);
         if (!keeper) {
             QTextStream(stderr) << "qorvel: " << keeper.error().message << " (" << keeper.error().detail << ")\n";
-            DeliveryOutcome copyLost = **outcome;
+            DeliveryOutcome copyLost = *outcome;
             copyLost.copied = false;
             return copyLost;
         }
@@ -149,13 +138,10 @@ void CommandLineDelivery::showInKeeper(const QByteArray &attachment, std::functi
         finished();
         return;
     }
-    QDBusConnection bus = QDBusConnection::sessionBus();
     // The command printed its failures already: with no server to show them, nothing more is
     // said, and the keeper has no widgets for an alert.
-    auto *notifier = new FreedesktopNotifier(bus,
-        {[](const QUrl &link) { QDesktopServices::openUrl(link); },
-            [bus](const QString &path) { FileRevealer::reveal(bus, path); }, {}},
-        QDir::tempPath(), QCoreApplication::instance());
+    FreedesktopNotifier *notifier = CompositionRoot::makeNotifier().release();
+    notifier->setParent(QCoreApplication::instance());
     auto done = std::make_shared<std::function<void()>>(std::move(finished));
     const auto finishOnce = [done]() {
         if (*done)

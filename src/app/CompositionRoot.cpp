@@ -2,12 +2,15 @@
 
 #include "CatboxUploader.h"
 #include "DBusInstanceChannel.h"
+#include "FileRevealer.h"
+#include "FreedesktopNotifier.h"
 #include "LocalSocketInstanceChannel.h"
 #include "SecretServiceStore.h"
 #include "X11Connection.h"
 #include "X11ScreenCapture.h"
 
 #include <QDBusConnection>
+#include <QDesktopServices>
 #include <QDir>
 #include <QGuiApplication>
 #include <QLoggingCategory>
@@ -72,6 +75,20 @@ SecretStore &CompositionRoot::secrets()
     if (!m_secrets)
         m_secrets = std::make_unique<SecretServiceStore>();
     return *m_secrets;
+}
+
+Result<std::unique_ptr<Uploader>> CompositionRoot::makeAccountUploader()
+{
+    return makeUploader(readUserhash(secrets()));
+}
+
+std::unique_ptr<FreedesktopNotifier> CompositionRoot::makeNotifier(
+    std::function<void(const QString &, const QString &)> alert)
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    return std::make_unique<FreedesktopNotifier>(bus,
+        FreedesktopNotifier::Handlers{[](const QUrl &link) { QDesktopServices::openUrl(link); },
+            [bus](const QString &path) { FileRevealer::reveal(bus, path); }, std::move(alert)});
 }
 
 Result<std::unique_ptr<Uploader>> CompositionRoot::makeUploader(std::optional<QString> userhash)

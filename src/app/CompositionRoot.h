@@ -12,6 +12,7 @@
 
 #include <memory>
 
+class FreedesktopNotifier;
 class QNetworkAccessManager;
 class QScreen;
 class X11ScreenCapture;
@@ -52,6 +53,12 @@ public:
     // A Catbox uploader for one operation, with `userhash` or anonymous. It fails when the
     // environment points uploads at an endpoint that is not allowed. Needs a Qt application.
     Result<std::unique_ptr<Uploader>> makeUploader(std::optional<QString> userhash);
+    // The same with the userhash stored now, or anonymous without one.
+    Result<std::unique_ptr<Uploader>> makeAccountUploader();
+    // A notifier on the session bus whose clicks open links in the browser and show files in
+    // the file manager. `alert` shows the failures no notification server could.
+    static std::unique_ptr<FreedesktopNotifier> makeNotifier(
+        std::function<void(const QString &, const QString &)> alert = {});
 
     // The Qt screen that shows `display`: by name, else by origin.
     static QScreen *screenFor(const ScreenDisplay &display);

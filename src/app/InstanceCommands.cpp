@@ -2,7 +2,6 @@
 
 #include "CommandLine.h"
 #include "CompositionRoot.h"
-#include "FileRevealer.h"
 #include "FreedesktopNotifier.h"
 #include "ImageEncoder.h"
 #include "ScreenshotCommand.h"
@@ -10,10 +9,7 @@
 #include "SelectionScreenshot.h"
 
 #include <QBuffer>
-#include <QDBusConnection>
-#include <QDesktopServices>
 #include <QDir>
-#include <QEventLoop>
 #include <QTextStream>
 
 namespace {
@@ -31,13 +27,10 @@ InstanceCommands::InstanceCommands(CompositionRoot &root, QObject *parent)
     : QObject(parent)
     , m_root(root)
 {
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    m_notifier = std::make_unique<FreedesktopNotifier>(bus,
-        FreedesktopNotifier::Handlers{[](const QUrl &link) { QDesktopServices::openUrl(link); },
-            [bus](const QString &path) { FileRevealer::reveal(bus, path); }, {}});
+    m_notifier = m_root.makeNotifier();
     m_quiet = std::make_unique<DiscardingNotifier>();
     m_history = std::make_unique<UploadHistory>(m_root.secrets());
-    const auto makeUploader = [this]() { return m_root.makeUploader(readUserhash(m_root.secrets())); };
+    const auto makeUploader = [this]() { return m_root.makeAccountUploader(); };
     m_output = std::make_unique<CaptureOutput>(CaptureOutput::Services{
         m_root.preferences(), m_root.stagingFolders(), *m_history, *m_notifier, m_clipboard, makeUploader});
     m_quietOutput = std::make_unique<CaptureOutput>(CaptureOutput::Services{
@@ -73,16 +66,7 @@ CommandAnswer InstanceCommands::run(const ForwardedCommand &command)
     const auto deliver = [this, &silence](ScreenshotHandOver::Capture capture, bool notify) {
         ScreenshotHandOver handOver(
             m_root.preferences(), silence, notify ? *m_notifier : *m_quiet, &ImageEncoder::encode);
-        std::optional<Result<DeliveryOutcome>> outcome;
-        QEventLoop loop;
-        handOver.handOver(
-            std::move(capture), notify ? *m_output : *m_quietOutput, [&outcome, &loop](Result<DeliveryOutcome> done) {
-                outcome = std::move(done);
-                loop.quit();
-            });
-        if (!outcome)
-            loop.exec();
-        return *outcome;
+        return handOver.handOverAndWait(std::move(capture), notify ? *m_output : *m_quietOutput);
     };
     QBuffer output(&answer.output);
     output.open(QIODevice::WriteOnly);

@@ -92,7 +92,7 @@ int UploadCommands::run(const Invocation &invocation, int &argc, char **argv)
     case Invocation::Action::clearUploads:
         return UploadsCommand::clear(history, output);
     case Invocation::Action::deleteUpload: {
-        Result<std::unique_ptr<Uploader>> uploader = root.makeUploader(readUserhash(secrets));
+        Result<std::unique_ptr<Uploader>> uploader = root.makeAccountUploader();
         if (!uploader) {
             errors << "qorvel: " << uploader.error().message << '\n';
             return 1;

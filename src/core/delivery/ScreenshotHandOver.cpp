@@ -1,5 +1,6 @@
 #include "ScreenshotHandOver.h"
 
+#include <QEventLoop>
 #include <QPointer>
 #include <QThreadPool>
 
@@ -56,4 +57,17 @@ void ScreenshotHandOver::handOver(Capture capture, CaptureOutput &output, Comple
             },
             Qt::QueuedConnection);
     });
+}
+
+Result<DeliveryOutcome> ScreenshotHandOver::handOverAndWait(Capture capture, CaptureOutput &output)
+{
+    std::optional<Result<DeliveryOutcome>> outcome;
+    QEventLoop loop;
+    handOver(std::move(capture), output, [&outcome, &loop](Result<DeliveryOutcome> done) {
+        outcome = std::move(done);
+        loop.quit();
+    });
+    if (!outcome)
+        loop.exec();
+    return *outcome;
 }

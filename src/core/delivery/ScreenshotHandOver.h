@@ -39,6 +39,8 @@ public:
         QObject *parent = nullptr);
 
     void handOver(Capture capture, CaptureOutput &output, Completion done);
+    // The same, returning once the capture is delivered; events go on being handled meanwhile.
+    Result<DeliveryOutcome> handOverAndWait(Capture capture, CaptureOutput &output);
 
 private:
     const Preferences &m_preferences;
