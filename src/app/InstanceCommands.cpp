@@ -63,9 +63,11 @@ CommandAnswer InstanceCommands::run(const ForwardedCommand &command)
         return answer;
     }
     SilentShutterSound silence;
-    const auto deliver = [this, &silence](ScreenshotHandOver::Capture capture, bool notify) {
+    // A selection is the user's own capture: it sounds as the tray's do. A scripted one is silent.
+    ShutterSound &shutter = options.select ? static_cast<ShutterSound &>(m_shutter) : silence;
+    const auto deliver = [this, &shutter](ScreenshotHandOver::Capture capture, bool notify) {
         ScreenshotHandOver handOver(
-            m_root.preferences(), silence, notify ? *m_notifier : *m_quiet, &ImageEncoder::encode);
+            m_root.preferences(), shutter, notify ? *m_notifier : *m_quiet, &ImageEncoder::encode);
         return handOver.handOverAndWait(std::move(capture), notify ? *m_output : *m_quietOutput);
     };
     QBuffer output(&answer.output);
