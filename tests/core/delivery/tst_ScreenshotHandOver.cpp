@@ -5,6 +5,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+Q_DECLARE_METATYPE(OutputActions)
+
 namespace {
 
 // The desktop's services as the hand-over sees them. There is no sound card, clipboard or
@@ -107,6 +109,5 @@ private Q_SLOTS:
     }
 };
 
-Q_DECLARE_METATYPE(OutputActions)
 QTEST_GUILESS_MAIN(tst_ScreenshotHandOver)
 #include "tst_ScreenshotHandOver.moc"
