@@ -1,8 +1,11 @@
 #include "AppCoordinator.h"
 
-#include "Preferences.h"
+#include "CompositionRoot.h"
+#include "FreedesktopNotifier.h"
+#include "InstanceCommands.h"
 #include "SettingsPlaceholderView.h"
-#include "StagingFolders.h"
+#include "ShutterSound.h"
+#include "WarningAlert.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -11,27 +14,59 @@
 
 Q_DECLARE_LOGGING_CATEGORY(lcApp)
 
-AppCoordinator::AppCoordinator(Preferences &preferences, const StagingFolders &stagingFolders, QObject *parent)
+AppCoordinator::AppCoordinator(CompositionRoot &root, QObject *parent)
     : QObject(parent)
-    , m_preferences(preferences)
-    , m_stagingFolders(stagingFolders)
+    , m_root(root)
+    , m_clipboard(CompositionRoot::makeClipboard())
+    // A failure that no notification server can show must still be seen.
+    , m_notifier(CompositionRoot::makeNotifier(&WarningAlert::show))
+    , m_shutter(CompositionRoot::makeShutterSound())
 {
     connect(&m_windows, &WindowPresenter::quitRequested, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 }
 
-AppCoordinator::~AppCoordinator() = default;
+AppCoordinator::~AppCoordinator()
+{
+    // The services report to the notifier and the clipboard: they go first.
+    m_commands.reset();
+    m_capture.reset();
+}
 
 void AppCoordinator::start()
 {
-    const int purged = m_stagingFolders.purge(QDateTime::currentDateTime());
+    m_root.preferences().watchFile();
+    const int purged = m_root.stagingFolders().purge(QDateTime::currentDateTime());
     if (purged > 0)
         qCInfo(lcApp) << "removed" << purged << "stale staging entries";
+}
+
+Result<CaptureServices *> AppCoordinator::captureServices()
+{
+    if (!m_capture) {
+        Result<CaptureServices> made = m_root.makeCaptureServices({*m_clipboard, *m_notifier, *m_shutter});
+        if (!made)
+            return made.error();
+        m_capture.emplace(std::move(made).value());
+        m_commands = std::make_unique<InstanceCommands>(*m_capture->screenshots);
+    }
+    return &*m_capture;
+}
+
+InstanceChannel::Cancel AppCoordinator::serveCommand(const ForwardedCommand &command, InstanceChannel::Reply reply)
+{
+    const Result<CaptureServices *> services = captureServices();
+    if (!services) {
+        // The command reports the same failure when it runs on its own.
+        reply({CommandAnswer::notServed, {}, services.error().message});
+        return {};
+    }
+    return m_commands->run(command, std::move(reply));
 }
 
 void AppCoordinator::showSettings()
 {
     m_windows.show(QStringLiteral("settings"), tr("Qorvel Settings"),
-        [this] { return new SettingsPlaceholderView(m_preferences.filePath()); });
+        [this] { return new SettingsPlaceholderView(m_root.preferences().filePath()); });
 }
 
 void AppCoordinator::relaunch()

@@ -13,18 +13,30 @@ AppDelegate::AppDelegate(CompositionRoot &root, QObject *parent)
 {
 }
 
-AppDelegate::~AppDelegate() = default;
+AppDelegate::~AppDelegate()
+{
+    if (InstanceChannel *channel = m_root.instanceChannel())
+        channel->setCommandHandler({});
+}
 
 void AppDelegate::launch()
 {
-    m_root.preferences().registerDefaults();
+    InstanceChannel *channel = m_root.instanceChannel();
+    if (channel)
+        connect(channel, &InstanceChannel::requestReceived, this, &AppDelegate::handle);
     // The window commands (Ctrl+W, Ctrl+M, Ctrl+Q) come with every window the presenter shows.
 
     if (m_root.isTestHost()) {
         qCInfo(lcApp) << "hosted by a test: no coordinator, tray or shortcuts";
         return;
     }
-    m_coordinator = std::make_unique<AppCoordinator>(m_root.preferences(), m_root.stagingFolders());
+    m_coordinator = std::make_unique<AppCoordinator>(m_root);
+    if (channel) {
+        channel->setCommandHandler(
+            [coordinator = m_coordinator.get()](const ForwardedCommand &command, InstanceChannel::Reply reply) {
+                return coordinator->serveCommand(command, std::move(reply));
+            });
+    }
     m_coordinator->start();
 }
 

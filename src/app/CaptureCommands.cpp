@@ -4,13 +4,12 @@
 #include "CommandLineDelivery.h"
 #include "CompositionRoot.h"
 #include "DisplaysCommand.h"
+#include "ErrorOutput.h"
 #include "ScreenshotCommand.h"
-#include "SelectionScreenshot.h"
 #include "WindowListSource.h"
 #include "WindowsCommand.h"
 
 #include <QApplication>
-#include <QFile>
 #include <QTextStream>
 
 #include <cstdio>
@@ -19,42 +18,57 @@
 
 namespace {
 
-ScreenshotCommand::Deliver deliverer(CompositionRoot &root, bool interactive)
+// Standard output is checked to the last byte: a full disk or a closed pipe must not look like
+// success to the script that reads it.
+bool writeStandardOutput(const QByteArray &bytes)
 {
-    return [&root, interactive](ScreenshotHandOver::Capture capture, bool notify) {
-        return CommandLineDelivery(root, interactive).deliverScreenshot(std::move(capture), notify);
-    };
+    if (!bytes.isEmpty() && std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout) != size_t(bytes.size()))
+        return false;
+    return std::fflush(stdout) == 0 && !std::ferror(stdout);
 }
 
-int runCommand(const Invocation &invocation, CompositionRoot &root, QIODevice &standardOutput, QTextStream &errors)
+int takeScreenshot(CompositionRoot &root, const Invocation &invocation, QTextStream &errors)
+{
+    CommandLineDelivery delivery;
+    Result<CaptureServices> services = root.makeCaptureServices(delivery.desk());
+    if (!services)
+        return printError(errors, services.error().message);
+
+    std::optional<ScreenshotOutcome> outcome;
+    services->screenshots->take(invocation.screenshot, [&outcome](const ScreenshotOutcome &done) {
+        outcome = done;
+        QCoreApplication::quit();
+    });
+    // The command's one wait, at its outermost layer: the service answers through the loop.
+    while (!outcome)
+        QCoreApplication::exec();
+
+    const CommandAnswer answer = ScreenshotCommand::report(delivery.handOver(*outcome));
+    errors << answer.errors << Qt::flush;
+    if (!writeStandardOutput(answer.output))
+        return printError(errors, QStringLiteral("Couldn't write to standard output."));
+    return answer.status;
+}
+
+int runCommand(CompositionRoot &root, const Invocation &invocation, QTextStream &errors)
 {
     const X11Grabber::Pattern pattern
         = invocation.screenshot.select ? X11Grabber::Pattern::repeated : X11Grabber::Pattern::oneShot;
     const Result<std::shared_ptr<ScreenCapturePlatform>> platform = root.screenCapture(pattern);
-    if (!platform) {
-        errors << "qorvel: " << platform.error().message << '\n';
-        return 1;
-    }
+    if (!platform)
+        return printError(errors, platform.error().message);
+    QTextStream output(stdout);
     switch (invocation.action) {
-    case Invocation::Action::listDisplays: {
-        QTextStream output(&standardOutput);
+    case Invocation::Action::listDisplays:
         return DisplaysCommand::run(**platform, output, errors);
-    }
     case Invocation::Action::listWindows: {
-        QTextStream output(&standardOutput);
-        auto *windows = dynamic_cast<WindowListSource *>(platform->get());
-        if (!windows) {
-            errors << "qorvel: this window system lists no windows\n";
-            return 1;
-        }
+        WindowListSource *windows = (*platform)->windowListSource();
+        if (!windows)
+            return printError(errors, QStringLiteral("this window system lists no windows"));
         return WindowsCommand::run(*windows, output, errors);
     }
     case Invocation::Action::screenshot:
-        if (invocation.screenshot.select)
-            return SelectionScreenshot::run(
-                invocation.screenshot, root, **platform, deliverer(root, true), standardOutput, errors);
-        return ScreenshotCommand(**platform, root.preferences(), deliverer(root, false))
-            .run(invocation.screenshot, standardOutput, errors);
+        return takeScreenshot(root, invocation, errors);
     default:
         break;
     }
@@ -66,7 +80,7 @@ int runCommand(const Invocation &invocation, CompositionRoot &root, QIODevice &s
 void CaptureCommands::run(const Invocation &invocation, int &argc, char **argv)
 {
     CompositionRoot root;
-    const ScreenshotOptions &screenshot = invocation.screenshot;
+    const ScreenshotRequest &screenshot = invocation.screenshot;
     // A whole display, or the frozen screen of a selection, can be read before Qt has started.
     const bool wholeScreen
         = invocation.action == Invocation::Action::screenshot && !screenshot.windowId && !screenshot.areaInPoints;
@@ -76,20 +90,15 @@ void CaptureCommands::run(const Invocation &invocation, int &argc, char **argv)
     // Only the overlay needs widgets; the rest needs Qt for the screens' scales alone.
     std::unique_ptr<QGuiApplication> app = screenshot.select ? std::make_unique<QApplication>(argc, argv)
                                                              : std::make_unique<QGuiApplication>(argc, argv);
-    root.preferences().registerDefaults();
+    // The overlay's windows close before the capture is delivered.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
     QTextStream errors(stderr);
-    QFile standardOutput;
-    int status = 1;
-    if (standardOutput.open(stdout, QIODevice::WriteOnly))
-        status = runCommand(invocation, root, standardOutput, errors);
-    else
-        errors << "qorvel: couldn't open standard output\n";
+    const int status = runCommand(root, invocation, errors);
 
     // The file is written and closed, and nothing else is left to clean up. Tearing down Qt and
     // handing back a frame's worth of memory page by page took longer than the capture (50 ms
     // of a 4K screenshot's 150); the kernel reclaims it all at once.
-    standardOutput.close();
     errors.flush();
-    std::fflush(nullptr);
-    _exit(status);
+    const bool flushed = std::fflush(nullptr) == 0;
+    _exit(flushed ? status : 1);
 }

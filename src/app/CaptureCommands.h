@@ -2,8 +2,8 @@
 
 struct Invocation;
 
-// The command line's capture commands (screenshot, displays, windows): they run without the
-// tray, claim no single-instance channel, and exit when done.
+// The command line's capture commands (screenshot, displays, windows) in the command's own
+// process: they run without the tray, claim no single-instance channel, and exit when done.
 class CaptureCommands
 {
 public:

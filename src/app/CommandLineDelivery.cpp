@@ -1,10 +1,8 @@
 #include "CommandLineDelivery.h"
 
-#include "CanberraShutterSound.h"
 #include "ClipboardKeeper.h"
-#include "CompositionRoot.h"
+#include "ErrorOutput.h"
 #include "FreedesktopNotifier.h"
-#include "ImageEncoder.h"
 #include "ThumbnailSize.h"
 
 #include "BitmapImage.h"
@@ -22,8 +20,10 @@ namespace {
 // A server that never reports a notification closed must not keep the keeper forever.
 constexpr std::chrono::minutes longestNotificationWait(30);
 
+} // namespace
+
 // The last thing put on the clipboard, to be put there again by the keeper.
-class DeferredClipboard : public Clipboard
+class CommandLineDelivery::DeferredClipboard : public Clipboard
 {
 public:
     std::function<void(Clipboard &)> replay;
@@ -42,12 +42,15 @@ public:
     }
 };
 
-class DeferredNotifier : public Notifier
+// The one notification of the capture, to be shown by the keeper.
+class CommandLineDelivery::DeferredNotifier : public Notifier
 {
 public:
     std::optional<NotificationRequest> request;
     void post(const NotificationRequest &posted) override { request = posted; }
 };
+
+namespace {
 
 // The notification as the keeper receives it. The picture travels at thumbnail size: the
 // keeper needs no more, and a 4K frame would only slow the hand-over.
@@ -94,41 +97,35 @@ std::optional<NotificationRequest> decode(const QByteArray &bytes)
 
 } // namespace
 
-CommandLineDelivery::CommandLineDelivery(CompositionRoot &root, bool interactive)
-    : m_root(root)
-    , m_interactive(interactive)
+CommandLineDelivery::CommandLineDelivery()
+    : m_clipboard(std::make_unique<DeferredClipboard>())
+    , m_notifier(std::make_unique<DeferredNotifier>())
+    , m_shutter(CompositionRoot::makeShutterSound())
 {
 }
 
-Result<DeliveryOutcome> CommandLineDelivery::deliverScreenshot(ScreenshotHandOver::Capture capture, bool notify)
+CommandLineDelivery::~CommandLineDelivery() = default;
+
+CompositionRoot::Desk CommandLineDelivery::desk()
 {
-    DeferredClipboard clipboard;
-    DeferredNotifier notifier;
-    UploadHistory history(m_root.secrets());
-    CaptureOutput output({m_root.preferences(), m_root.stagingFolders(), history, notifier, clipboard,
-        [this]() { return m_root.makeAccountUploader(); }});
-    CanberraShutterSound shutter;
-    SilentShutterSound silence;
-    ScreenshotHandOver handOver(m_root.preferences(), m_interactive ? static_cast<ShutterSound &>(shutter) : silence,
-        notifier, &ImageEncoder::encode);
+    return {*m_clipboard, *m_notifier, *m_shutter};
+}
 
-    const Result<DeliveryOutcome> outcome = handOver.handOverAndWait(std::move(capture), output);
+ScreenshotOutcome CommandLineDelivery::handOver(ScreenshotOutcome outcome)
+{
     // The process ends soon after; the shutter would be cut short.
-    shutter.waitUntilQuiet(std::chrono::seconds(2));
-    if (!outcome)
-        return outcome.error();
+    m_shutter->waitUntilQuiet(std::chrono::seconds(2));
 
-    const QByteArray attachment = notify && notifier.request ? encode(*notifier.request) : QByteArray();
-    if (clipboard.replay || !attachment.isEmpty()) {
-        const Result<qint64> keeper = ClipboardKeeper::keepInBackground(clipboard.replay, attachment);
-        if (!keeper) {
-            QTextStream(stderr) << "qorvel: " << keeper.error().message << " (" << keeper.error().detail << ")\n";
-            DeliveryOutcome copyLost = *outcome;
-            copyLost.copied = false;
-            return copyLost;
-        }
+    const QByteArray attachment = m_notifier->request ? encode(*m_notifier->request) : QByteArray();
+    if (!m_clipboard->replay && attachment.isEmpty())
+        return outcome;
+    const Result<qint64> keeper = ClipboardKeeper::keepInBackground(m_clipboard->replay, attachment);
+    if (!keeper) {
+        QTextStream errors(stderr);
+        printError(errors, keeper.error());
+        outcome.delivery.copied = false;
     }
-    return *outcome;
+    return outcome;
 }
 
 void CommandLineDelivery::showInKeeper(const QByteArray &attachment, std::function<void()> finished)

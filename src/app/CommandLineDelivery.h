@@ -1,32 +1,38 @@
 #pragma once
 
-#include "CaptureOutput.h"
-#include "ScreenshotHandOver.h"
+#include "CompositionRoot.h"
+#include "ScreenshotOutcome.h"
 
 #include <QByteArray>
 
 #include <functional>
+#include <memory>
 
-class CompositionRoot;
-
-// Delivers a capture made by the command line through the tray's own output. The process ends
-// right afterwards, so what must outlive it (the clipboard's content, which X11 keeps in the
+// The desktop services of a command that captures in its own process. The process ends right
+// after the capture, so what must outlive it (the clipboard's content, which X11 keeps in the
 // owning process, and the notification, whose click comes back to the posting connection) is
-// handed to a background keeper.
+// collected here and handed to a background keeper.
 class CommandLineDelivery
 {
 public:
-    // `interactive`: the user picked the target, so the shutter sounds as in the tray;
-    // a scripted screenshot is silent.
-    CommandLineDelivery(CompositionRoot &root, bool interactive);
+    CommandLineDelivery();
+    ~CommandLineDelivery();
 
-    Result<DeliveryOutcome> deliverScreenshot(ScreenshotHandOver::Capture capture, bool notify);
+    CompositionRoot::Desk desk();
+
+    // Once the capture is delivered: the keeper takes over the clipboard and the notification.
+    // A copy the keeper could not take is reported and no longer counted as copied.
+    ScreenshotOutcome handOver(ScreenshotOutcome outcome);
 
     // The keeper's side: shows the handed-over notification and calls `finished` once it is
     // closed (or after a long while, for servers that never say).
     static void showInKeeper(const QByteArray &attachment, std::function<void()> finished);
 
 private:
-    CompositionRoot &m_root;
-    bool m_interactive;
+    class DeferredClipboard;
+    class DeferredNotifier;
+
+    std::unique_ptr<DeferredClipboard> m_clipboard;
+    std::unique_ptr<DeferredNotifier> m_notifier;
+    std::unique_ptr<ShutterSound> m_shutter;
 };

@@ -1,13 +1,19 @@
 #include "CompositionRoot.h"
 
+#include "AtspiElementFinder.h"
+#include "CanberraShutterSound.h"
 #include "CatboxUploader.h"
 #include "DBusInstanceChannel.h"
 #include "FileRevealer.h"
 #include "FreedesktopNotifier.h"
+#include "ImageEncoder.h"
 #include "LocalSocketInstanceChannel.h"
+#include "OverlayTargetSelector.h"
+#include "QtClipboard.h"
 #include "SecretServiceStore.h"
 #include "X11Connection.h"
 #include "X11ScreenCapture.h"
+#include "X11ScreenCaptureAccess.h"
 
 #include <QDBusConnection>
 #include <QDesktopServices>
@@ -70,6 +76,11 @@ CompositionRoot::CompositionRoot()
 
 CompositionRoot::~CompositionRoot() = default;
 
+bool CompositionRoot::runsStandalone()
+{
+    return qEnvironmentVariableIsSet("QORVEL_STANDALONE");
+}
+
 SecretStore &CompositionRoot::secrets()
 {
     if (!m_secrets)
@@ -107,19 +118,26 @@ Result<std::unique_ptr<Uploader>> CompositionRoot::makeUploader(std::optional<QS
 
 Result<InstanceChannel::Role> CompositionRoot::claimInstance(InstanceRequest requestIfSecondary)
 {
-    auto bus = std::make_unique<DBusInstanceChannel>(QDBusConnection::sessionBus());
-    Result<InstanceChannel::Role> role = bus->claim(requestIfSecondary);
-    if (role) {
-        m_instanceChannel = std::move(bus);
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (bus.isConnected()) {
+        auto channel = std::make_unique<DBusInstanceChannel>(bus);
+        Result<InstanceChannel::Role> role = channel->claim(requestIfSecondary);
+        if (role)
+            m_instanceChannel = std::move(channel);
         return role;
     }
-    qCInfo(lcApp) << "no single-instance channel on D-Bus:" << role.error().message << role.error().detail;
-
+    qCInfo(lcApp) << "no session bus: the single-instance channel is a local socket";
     auto socket = std::make_unique<LocalSocketInstanceChannel>(instanceSocketPath());
-    role = socket->claim(requestIfSecondary);
+    Result<InstanceChannel::Role> role = socket->claim(requestIfSecondary);
     if (role)
         m_instanceChannel = std::move(socket);
     return role;
+}
+
+void CompositionRoot::runInPrimary(
+    const ForwardedCommand &command, std::function<void(std::optional<CommandAnswer>)> done)
+{
+    DBusInstanceChannel::runInPrimary(QDBusConnection::sessionBus(), command, std::move(done));
 }
 
 Result<std::shared_ptr<ScreenCapturePlatform>> CompositionRoot::screenCapture(X11Grabber::Pattern pattern)
@@ -133,7 +151,8 @@ Result<std::shared_ptr<ScreenCapturePlatform>> CompositionRoot::screenCapture(X1
     Result<std::shared_ptr<X11Connection>> connection = X11Connection::open();
     if (!connection)
         return connection.error();
-    auto x11 = std::make_shared<X11ScreenCapture>(*connection, scaleOfMonitor, pattern);
+    m_x11 = *connection;
+    auto x11 = std::make_shared<X11ScreenCapture>(m_x11, scaleOfMonitor, pattern);
     if (m_earlyScreenGrab.valid())
         x11->usePrefetchedRoot(std::exchange(m_earlyScreenGrab, {}));
     m_screenCapture = x11;
@@ -150,22 +169,38 @@ void CompositionRoot::startEarlyScreenGrab()
         m_earlyScreenGrab = X11ScreenCapture::startRootGrab();
 }
 
-QScreen *CompositionRoot::screenFor(const ScreenDisplay &display)
+Result<CaptureServices> CompositionRoot::makeCaptureServices(Desk desk)
 {
-    const QList<QScreen *> screens = QGuiApplication::screens();
-    for (QScreen *screen : screens) {
-        if (screen->name() == display.name)
-            return screen;
-    }
-    for (QScreen *screen : screens) {
-        if (screen->geometry().topLeft() == display.pixelFrame.topLeft())
-            return screen;
-    }
-    return nullptr;
+    const Result<std::shared_ptr<ScreenCapturePlatform>> screen = screenCapture(X11Grabber::Pattern::repeated);
+    if (!screen)
+        return screen.error();
+    ScreenCapturePlatform &live = **screen;
+
+    CaptureServices services;
+    services.history = std::make_unique<UploadHistory>(secrets());
+    services.output = std::make_unique<CaptureOutput>(CaptureOutput::Services{m_preferences, m_stagingFolders,
+        *services.history, desk.notifier, desk.clipboard, [this]() { return makeAccountUploader(); }});
+    services.access = std::make_unique<X11ScreenCaptureAccess>(m_x11);
+    services.permission = std::make_unique<ScreenRecordingPermission>(*services.access);
+    // Element snapping only while accessibility is on; otherwise clicks choose windows.
+    services.selector = std::make_unique<OverlayTargetSelector>(live, []() -> std::unique_ptr<ElementFinder> {
+        return AtspiElementFinder::create(QDBusConnection::sessionBus(), [](QPointF point) {
+            const QScreen *screen = QGuiApplication::screenAt(point.toPoint());
+            return screen ? screen->devicePixelRatio() : 1.0;
+        });
+    });
+    services.screenshots
+        = std::make_unique<ScreenshotService>(ScreenshotService::Parts{m_preferences, live, *services.permission,
+            *services.selector, desk.shutter, desk.notifier, *services.output, &ImageEncoder::encode});
+    return services;
 }
 
-void CompositionRoot::endEarlyScreenGrab()
+std::unique_ptr<Clipboard> CompositionRoot::makeClipboard()
 {
-    if (m_screenCapture)
-        m_screenCapture->forgetPrefetchedRoot();
+    return std::make_unique<QtClipboard>();
+}
+
+std::unique_ptr<ShutterSound> CompositionRoot::makeShutterSound()
+{
+    return std::make_unique<CanberraShutterSound>();
 }

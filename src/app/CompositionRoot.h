@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CaptureServices.h"
 #include "InstanceChannel.h"
 #include "Preferences.h"
 #include "ScreenCapturePlatform.h"
@@ -8,17 +9,21 @@
 #include "Uploader.h"
 #include "X11Grabber.h"
 
+#include <functional>
 #include <future>
-
 #include <memory>
 
+class Clipboard;
 class FreedesktopNotifier;
+class Notifier;
 class QNetworkAccessManager;
-class QScreen;
+class ShutterSound;
+class X11Connection;
 class X11ScreenCapture;
 
-// The one place that reads the environment and picks backends. Everything below it is
-// handed what it needs; nothing below it looks at environment variables or global paths.
+// The one place that reads the environment and picks backends. Everything below it is handed
+// the interfaces it needs; nothing below it looks at environment variables, global paths or
+// the session bus.
 class CompositionRoot
 {
 public:
@@ -30,11 +35,20 @@ public:
 
     // Set when a test harness hosts the process: it launches without coordinator or tray.
     bool isTestHost() const { return m_isTestHost; }
+    // The user asked for screenshots in the command's own process, not the running instance's.
+    static bool runsStandalone();
 
     // Claims the single-instance channel: the session bus when there is one, a socket in the
-    // runtime folder otherwise. On success the channel stays owned here.
+    // runtime folder otherwise. A bus whose owner of the name does not answer is reported, not
+    // bypassed through the socket: that would start a second tray. On success the channel
+    // stays owned here.
     Result<InstanceChannel::Role> claimInstance(InstanceRequest requestIfSecondary);
     InstanceChannel *instanceChannel() const { return m_instanceChannel.get(); }
+
+    // Runs `command` in the running instance, if there is one on the session bus that serves
+    // it; `done` gets none otherwise, and the caller runs the command itself. A selection may
+    // take as long as the user likes, but an instance that stops answering is given up on.
+    static void runInPrimary(const ForwardedCommand &command, std::function<void(std::optional<CommandAnswer>)> done);
 
     // Screen capture for this session's window system. Needs the Qt GUI application, whose
     // screens give each display's scale. The command line grabs once; the tray grabs again and
@@ -43,10 +57,18 @@ public:
 
     // For a screenshot of a whole display, the screen can be read before Qt has started (only
     // its scale needs Qt): this starts that read when the session is X11, and screenCapture()
-    // serves the first display grab from it.
+    // serves the first display grabs from it.
     void startEarlyScreenGrab();
-    // Later grabs read the screen as it is then.
-    void endEarlyScreenGrab();
+
+    // Everything a capture goes through, around the given desktop services. Needs the Qt
+    // application (widgets for the overlay) and screenCapture().
+    struct Desk
+    {
+        Clipboard &clipboard;
+        Notifier &notifier;
+        ShutterSound &shutter;
+    };
+    Result<CaptureServices> makeCaptureServices(Desk desk);
 
     // The process's one secret store: the Secret Service of the session bus.
     SecretStore &secrets();
@@ -59,15 +81,15 @@ public:
     // the file manager. `alert` shows the failures no notification server could.
     static std::unique_ptr<FreedesktopNotifier> makeNotifier(
         std::function<void(const QString &, const QString &)> alert = {});
-
-    // The Qt screen that shows `display`: by name, else by origin.
-    static QScreen *screenFor(const ScreenDisplay &display);
+    static std::unique_ptr<Clipboard> makeClipboard();
+    static std::unique_ptr<ShutterSound> makeShutterSound();
 
 private:
     Preferences m_preferences;
     StagingFolders m_stagingFolders;
     std::unique_ptr<InstanceChannel> m_instanceChannel;
     bool m_isTestHost = false;
+    std::shared_ptr<X11Connection> m_x11;
     std::shared_ptr<X11ScreenCapture> m_screenCapture;
     std::shared_future<Result<Bitmap>> m_earlyScreenGrab;
     std::unique_ptr<SecretStore> m_secrets;

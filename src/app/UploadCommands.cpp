@@ -3,6 +3,7 @@
 #include "AccountCommand.h"
 #include "CommandLine.h"
 #include "CompositionRoot.h"
+#include "ErrorOutput.h"
 #include "UploadCommand.h"
 #include "UploadHistory.h"
 #include "UploadsCommand.h"
@@ -93,10 +94,8 @@ int UploadCommands::run(const Invocation &invocation, int &argc, char **argv)
         return UploadsCommand::clear(history, output);
     case Invocation::Action::deleteUpload: {
         Result<std::unique_ptr<Uploader>> uploader = root.makeAccountUploader();
-        if (!uploader) {
-            errors << "qorvel: " << uploader.error().message << '\n';
-            return 1;
-        }
+        if (!uploader)
+            return printError(errors, uploader.error().message);
         return UploadsCommand::remove(invocation.upload.record, history, **uploader, output, errors);
     }
     default:

@@ -4,21 +4,40 @@
 #include "CommandLine.h"
 #include "CommandLineDelivery.h"
 #include "CompositionRoot.h"
-#include "DBusInstanceChannel.h"
+#include "ErrorOutput.h"
 #include "InstanceCommands.h"
 #include "UnixSignalWatcher.h"
 #include "UploadCommands.h"
 #include "Version.h"
 
 #include <QApplication>
-#include <QDBusConnection>
 #include <QDir>
 #include <QLocale>
 #include <QTextStream>
 
 #include <csignal>
 #include <cstdio>
-#include <limits>
+
+namespace {
+
+// A running Qorvel takes the screenshot: it has Qt started and the screen's memory mapped
+// already, and keeps the clipboard itself. None when no instance serves it.
+std::optional<CommandAnswer> runInPrimary(const QStringList &arguments, int &argc, char **argv)
+{
+    QCoreApplication forwarding(argc, argv);
+    std::optional<CommandAnswer> answer;
+    bool answered = false;
+    CompositionRoot::runInPrimary({arguments, QDir::currentPath()}, [&](std::optional<CommandAnswer> done) {
+        answer = std::move(done);
+        answered = true;
+        QCoreApplication::quit();
+    });
+    if (!answered)
+        QCoreApplication::exec();
+    return answer;
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -47,29 +66,18 @@ int main(int argc, char *argv[])
     if (UploadCommands::handles(invocation))
         return UploadCommands::run(invocation, qtArgc, qtArgv);
 
-    // A running Qorvel takes the screenshot: it has Qt started and the screen's memory mapped
-    // already, and keeps the clipboard itself. QORVEL_STANDALONE=1 always runs it here.
-    if (InstanceCommands::servable(invocation) && !qEnvironmentVariableIsSet("QORVEL_STANDALONE")) {
-        std::optional<CommandAnswer> answer;
-        {
-            QCoreApplication forwarding(qtArgc, qtArgv);
-            // Longer than an upload's own time-out; a selection waits for the user as long as it takes.
-            const int timeoutMs = invocation.screenshot.select ? std::numeric_limits<int>::max() : 150'000;
-            answer = DBusInstanceChannel::runInPrimary(
-                QDBusConnection::sessionBus(), {arguments, QDir::currentPath()}, timeoutMs);
-        }
-        if (answer) {
+    if (InstanceCommands::servable(invocation) && !CompositionRoot::runsStandalone()) {
+        if (const std::optional<CommandAnswer> answer = runInPrimary(arguments, qtArgc, qtArgv)) {
             std::fwrite(answer->output.constData(), 1, size_t(answer->output.size()), stdout);
             QTextStream(stderr) << answer->errors;
-            return answer->status;
+            return std::fflush(stdout) == 0 ? answer->status : 1;
         }
     }
     if (invocation.action != Invocation::Action::runApp) {
         // The file is named as the running instance would name it: by its whole path.
         Invocation local = invocation;
-        QString &output = local.screenshot.outputPath;
-        if (!output.isEmpty() && output != QLatin1String("-"))
-            output = QDir::current().absoluteFilePath(output);
+        if (local.screenshot.toNamedFile())
+            local.screenshot.outputPath = QDir::current().absoluteFilePath(local.screenshot.outputPath);
         CaptureCommands::run(local, qtArgc, qtArgv);
     }
 
@@ -88,17 +96,13 @@ int main(int argc, char *argv[])
     CompositionRoot root;
     const Result<InstanceChannel::Role> role = root.claimInstance(InstanceRequest::reopen);
     if (!role) {
-        QTextStream(stderr) << "qorvel: " << role.error().message << " (" << role.error().detail << ")\n";
-        return 1;
+        QTextStream errors(stderr);
+        return printError(errors, role.error());
     }
     if (*role == InstanceChannel::Role::forwarded)
         return 0;
 
-    InstanceCommands commands(root);
-    root.instanceChannel()->setCommandHandler(
-        [&commands](const ForwardedCommand &command) { return commands.run(command); });
     AppDelegate delegate(root);
-    QObject::connect(root.instanceChannel(), &InstanceChannel::requestReceived, &delegate, &AppDelegate::handle);
     delegate.launch();
     return app.exec();
 }

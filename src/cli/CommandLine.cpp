@@ -93,7 +93,7 @@ Invocation parseScreenshot(const QStringList &arguments)
             QLatin1String("unexpected argument '") + parser.positionalArguments().at(1) + QLatin1Char('\''));
 
     Invocation invocation = withAction(Invocation::Action::screenshot);
-    ScreenshotOptions &options = invocation.screenshot;
+    ScreenshotRequest &options = invocation.screenshot;
     if (parser.isSet(select) && (parser.isSet(window) || parser.isSet(display) || parser.isSet(area)))
         return usageError(
             QStringLiteral("--select lets you choose the target; it takes no --display, --area or --window"));

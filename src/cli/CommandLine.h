@@ -1,27 +1,12 @@
 #pragma once
 
-#include "ImageFormat.h"
+#include "ScreenshotRequest.h"
 
 #include <QRectF>
 #include <QString>
 #include <QStringList>
 
 #include <optional>
-
-struct ScreenshotOptions
-{
-    std::optional<quint32> displayId;
-    std::optional<quint32> windowId;
-    std::optional<QRectF> areaInPoints; // local to the display
-    std::optional<ImageFormat> format;
-    std::optional<double> quality;
-    bool select = false; // the user picks the target in the selection overlay
-    QString outputPath; // empty: the screenshot folder under the template name; "-": standard output
-    // Overrides of the screenshot output actions in the preferences; none keeps the preference.
-    std::optional<bool> copy;
-    std::optional<bool> save;
-    std::optional<bool> upload;
-};
 
 struct UploadOptions
 {
@@ -52,7 +37,7 @@ struct Invocation
     Action action = Action::runApp;
     QString output;
     int exitCode = 0;
-    ScreenshotOptions screenshot;
+    ScreenshotRequest screenshot;
     UploadOptions upload;
     AccountAction account = AccountAction::show;
 };

@@ -145,7 +145,6 @@ private Q_SLOTS:
         QFile::remove(m_dir.filePath(QStringLiteral("qorvel.conf")));
         QFile::remove(QDir(m_stub).filePath(QStringLiteral("fault")));
         m_preferences = std::make_unique<Preferences>(m_dir.filePath(QStringLiteral("qorvel.conf")), saveFolder());
-        m_preferences->registerDefaults();
         m_preferences->setValue(PreferenceKey::screenshotSaveFolderPath, saveFolder());
         m_preferences->setValue(PreferenceKey::videoSaveFolderPath, saveFolder());
         m_preferences->setValue(PreferenceKey::fileNameTemplate, QStringLiteral("shot"));

@@ -30,6 +30,9 @@ struct ForwardedCommand
 // What the command printed and the status it ended with.
 struct CommandAnswer
 {
+    // The status of a command the instance does not run: the caller runs it itself.
+    static constexpr int notServed = 125;
+
     int status = 0;
     QByteArray output;
     QString errors;
@@ -58,8 +61,12 @@ public:
     // A short name for logs and docs: "D-Bus" or "local socket".
     virtual QString name() const = 0;
 
-    // How the primary answers commands forwarded to it; without one it refuses them.
-    using CommandHandler = std::function<CommandAnswer(const ForwardedCommand &)>;
+    // How the primary serves commands forwarded to it; without a handler it refuses them. The
+    // handler calls `reply` exactly once, now or later, and returns how to stop the command
+    // when its requester goes away before the answer (the command was killed).
+    using Reply = std::function<void(const CommandAnswer &answer)>;
+    using Cancel = std::function<void()>;
+    using CommandHandler = std::function<Cancel(const ForwardedCommand &command, Reply reply)>;
     void setCommandHandler(CommandHandler handler) { m_commandHandler = std::move(handler); }
 
 protected:

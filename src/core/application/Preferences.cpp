@@ -2,6 +2,8 @@
 
 #include "FileNameTemplate.h"
 
+#include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QSettings>
 
 #include <utility>
@@ -25,11 +27,16 @@ bool toBool(const QVariant &value)
 
 } // namespace
 
-Preferences::Preferences(QString filePath, QString desktopFolder)
-    : m_filePath(std::move(filePath))
+Preferences::Preferences(QString filePath, QString desktopFolder, QObject *parent)
+    : QObject(parent)
+    , m_filePath(std::move(filePath))
     , m_desktopFolder(std::move(desktopFolder))
 {
+    for (const auto &[key, value] : registrationTable())
+        m_registered.insert(key, value);
 }
+
+Preferences::~Preferences() = default;
 
 QList<std::pair<QLatin1String, QVariant>> Preferences::registrationTable()
 {
@@ -54,12 +61,6 @@ QList<std::pair<QLatin1String, QVariant>> Preferences::registrationTable()
         {videoUpload, false},
         {showMagnifier, true},
     };
-}
-
-void Preferences::registerDefaults()
-{
-    for (const auto &[key, value] : registrationTable())
-        m_registered.insert(key, value);
 }
 
 QVariant Preferences::value(const QString &key) const
@@ -105,9 +106,60 @@ QString Preferences::folder(const QString &key) const
 
 void Preferences::setValue(const QString &key, const QVariant &value)
 {
-    QSettings settings(m_filePath, QSettings::IniFormat);
-    settings.setValue(key, value);
-    settings.sync();
+    const QVariant before = this->value(key);
+    {
+        QSettings settings(m_filePath, QSettings::IniFormat);
+        settings.setValue(key, value);
+        settings.sync();
+    }
+    if (m_watcher)
+        m_lastSeen = storedValues();
+    if (this->value(key) != before)
+        Q_EMIT changed(key);
+}
+
+void Preferences::watchFile()
+{
+    if (m_watcher)
+        return;
+    m_watcher = new QFileSystemWatcher(this);
+    // QSettings replaces the file by renaming a new one over it, which ends a watch on the file
+    // itself: the folder's change notices bring it back.
+    const QString folder = QFileInfo(m_filePath).absolutePath();
+    m_watcher->addPath(folder);
+    m_watcher->addPath(m_filePath);
+    connect(m_watcher, &QFileSystemWatcher::directoryChanged, this, &Preferences::compareWithFile);
+    connect(m_watcher, &QFileSystemWatcher::fileChanged, this, &Preferences::compareWithFile);
+    m_lastSeen = storedValues();
+}
+
+QHash<QString, QVariant> Preferences::storedValues() const
+{
+    const QSettings settings(m_filePath, QSettings::IniFormat);
+    QHash<QString, QVariant> values;
+    const QStringList keys = settings.allKeys();
+    for (const QString &key : keys)
+        values.insert(key, settings.value(key));
+    return values;
+}
+
+void Preferences::compareWithFile()
+{
+    if (!m_watcher->files().contains(m_filePath) && QFileInfo::exists(m_filePath))
+        m_watcher->addPath(m_filePath);
+    const QHash<QString, QVariant> now = storedValues();
+    QStringList differing;
+    for (auto it = now.cbegin(); it != now.cend(); ++it) {
+        if (m_lastSeen.value(it.key()) != it.value())
+            differing << it.key();
+    }
+    for (auto it = m_lastSeen.cbegin(); it != m_lastSeen.cend(); ++it) {
+        if (!now.contains(it.key()))
+            differing << it.key();
+    }
+    m_lastSeen = now;
+    for (const QString &key : std::as_const(differing))
+        Q_EMIT changed(key);
 }
 
 void Preferences::markOnboardingCompleted()

@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QLatin1String>
 #include <QList>
+#include <QObject>
 #include <QString>
 #include <QVariant>
 
@@ -37,17 +38,22 @@ inline constexpr QLatin1String screenshotSaveFolderPath{"screenshotSaveFolderPat
 inline constexpr QLatin1String videoSaveFolderPath{"videoSaveFolderPath"};
 } // namespace PreferenceKey
 
+class QFileSystemWatcher;
+
 // The user's settings in one INI file, behind a registration layer that answers absent keys
 // with their registered defaults. Nothing is cached: every read opens the file afresh, because
 // the command line or a text editor may have changed it since the last capture.
-class Preferences
+class Preferences : public QObject
 {
+    Q_OBJECT
+
 public:
-    Preferences(QString filePath, QString desktopFolder);
+    // The defaults are registered here, so no reader can come before them.
+    Preferences(QString filePath, QString desktopFolder, QObject *parent = nullptr);
+    ~Preferences() override;
 
     // The registered defaults, in the order they are registered.
     static QList<std::pair<QLatin1String, QVariant>> registrationTable();
-    void registerDefaults();
 
     bool boolValue(const QString &key) const;
     double doubleValue(const QString &key) const;
@@ -78,10 +84,23 @@ public:
 
     QString filePath() const { return m_filePath; }
 
+    // From now on, changes that another process (the command line, a text editor) makes to
+    // the file are announced too, not only this object's own writes. Needs the event loop.
+    void watchFile();
+
+Q_SIGNALS:
+    // `key` now reads differently. Reads stay fresh anyway; this is for whoever must act on a
+    // change at once (shortcuts to register again, a settings window to refresh).
+    void changed(const QString &key);
+
 private:
     QVariant value(const QString &key) const;
+    QHash<QString, QVariant> storedValues() const;
+    void compareWithFile();
 
     QString m_filePath;
     QString m_desktopFolder;
     QHash<QString, QVariant> m_registered;
+    QFileSystemWatcher *m_watcher = nullptr;
+    QHash<QString, QVariant> m_lastSeen; // the file as last compared, while watching
 };

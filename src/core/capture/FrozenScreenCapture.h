@@ -16,6 +16,7 @@ public:
     Result<Bitmap> grabDisplayArea(const ScreenDisplay &display, const QRectF &areaInPoints, PixelSize size) override;
     Result<Bitmap> grabWindow(const ScreenWindow &window, double scale, PixelSize size, WindowShadow shadow) override;
     std::optional<QPointF> pointerPosition() override { return m_live.pointerPosition(); }
+    WindowListSource *windowListSource() override { return m_live.windowListSource(); }
 
 private:
     ScreenContent m_content;

@@ -7,6 +7,8 @@
 
 #include <optional>
 
+class WindowListSource;
+
 enum class WindowShadow { excluded, included };
 
 // The few operations still capture needs from the window system. Target resolution, size
@@ -31,4 +33,7 @@ public:
 
     // Where the pointer is, in global points; none when the window system won't say.
     virtual std::optional<QPointF> pointerPosition() = 0;
+
+    // The unfiltered window list for snapping, where the window system offers one.
+    virtual WindowListSource *windowListSource() { return nullptr; }
 };

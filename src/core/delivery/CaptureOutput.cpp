@@ -224,9 +224,11 @@ void CaptureOutput::finishScreenshot(std::shared_ptr<ScreenshotJob> job)
 
     const bool fallback = outcome.uploadRan && !outcome.uploaded() && !shot.actions.save && shot.data;
     const auto notify = [this, job]() {
-        NotificationRequest request = job->outcome.notification();
-        request.thumbnail = job->screenshot.image;
-        m_services.notifier.post(request);
+        if (job->screenshot.notify) {
+            NotificationRequest request = job->outcome.notification();
+            request.thumbnail = job->screenshot.image;
+            m_services.notifier.post(request);
+        }
         if (job->done)
             job->done(job->outcome);
     };

@@ -50,6 +50,8 @@ public:
         // Save exactly here instead of the folder under the template's name (the command
         // line's -o). The file must not exist yet.
         QString savePath;
+        // Off when the caller's own output is the whole report (the command line's -o).
+        bool notify = true;
     };
 
     using Completion = std::function<void(const DeliveryOutcome &)>;

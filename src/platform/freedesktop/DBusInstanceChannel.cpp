@@ -2,14 +2,22 @@
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusServiceWatcher>
+#include <QPointer>
+#include <QTimer>
+
+#include <limits>
 
 #include <utility>
 
 namespace {
 
 constexpr int forwardTimeoutMs = 5000;
-// The instance does not run this command; the caller runs it itself.
-constexpr int notServed = 125;
+// How often a waiting command asks whether the instance still answers, and how long an answer
+// may take: a live instance answers in a millisecond, so a frozen one is found within seconds.
+constexpr int pingIntervalMs = 1000;
+constexpr int pingTimeoutMs = 4000;
 
 QString methodFor(InstanceRequest request)
 {
@@ -79,34 +87,97 @@ void DBusInstanceChannel::Reopen()
     Q_EMIT requestReceived(InstanceRequest::reopen);
 }
 
-int DBusInstanceChannel::Run(
-    const QStringList &arguments, const QString &workingDirectory, QByteArray &output, QString &errors)
+void DBusInstanceChannel::Run(
+    const QStringList &arguments, const QString &workingDirectory, const QDBusMessage &message)
 {
+    message.setDelayedReply(true);
     if (!m_commandHandler) {
-        errors = QStringLiteral("This instance runs no commands.");
-        return notServed;
+        m_bus.send(message.createReply(
+            QVariantList{CommandAnswer::notServed, QByteArray(), QStringLiteral("This instance runs no commands.")}));
+        return;
     }
-    const CommandAnswer answer = m_commandHandler({arguments, workingDirectory});
-    output = answer.output;
-    errors = answer.errors;
-    return answer.status;
+
+    // A requester that leaves (the command was killed) takes its command with it: its
+    // selection closes rather than waiting for a drag that would write a file nobody asked for.
+    auto *requester
+        = new QDBusServiceWatcher(message.service(), m_bus, QDBusServiceWatcher::WatchForUnregistration, this);
+    QPointer<QDBusServiceWatcher> alive(requester);
+    const Cancel cancel
+        = m_commandHandler({arguments, workingDirectory}, [bus = m_bus, message, alive](const CommandAnswer &answer) {
+              bus.send(message.createReply(QVariantList{answer.status, answer.output, answer.errors}));
+              if (alive)
+                  alive->deleteLater();
+          });
+    if (!alive)
+        return;
+    const auto requesterLeft = [alive, cancel]() {
+        if (!alive)
+            return;
+        alive->deleteLater();
+        if (cancel)
+            cancel();
+    };
+    connect(requester, &QDBusServiceWatcher::serviceUnregistered, this, requesterLeft);
+    // It may have left before the watch began.
+    if (!m_bus.interface()->isServiceRegistered(message.service()))
+        requesterLeft();
 }
 
-std::optional<CommandAnswer> DBusInstanceChannel::runInPrimary(
-    QDBusConnection bus, const ForwardedCommand &command, int timeoutMs)
+void DBusInstanceChannel::runInPrimary(QDBusConnection bus, const ForwardedCommand &command, Answered done)
 {
-    // Asking the bus first costs a round trip; calling a name nobody owns costs the same and
-    // says so.
-    if (!bus.isConnected())
-        return std::nullopt;
+    if (!bus.isConnected()) {
+        done(std::nullopt);
+        return;
+    }
     QDBusMessage call = QDBusMessage::createMethodCall(
         QLatin1String(serviceName), QLatin1String(objectPath), QLatin1String(serviceName), QStringLiteral("Run"));
     call << command.arguments << command.workingDirectory;
-    const QDBusMessage answer = bus.call(call, QDBus::Block, timeoutMs);
-    if (answer.type() != QDBusMessage::ReplyMessage || answer.arguments().size() != 3)
-        return std::nullopt;
-    const int status = answer.arguments().at(0).toInt();
-    if (status == notServed)
-        return std::nullopt;
-    return CommandAnswer{status, answer.arguments().at(1).toByteArray(), answer.arguments().at(2).toString()};
+    // No time limit of its own (the bus's "infinite"): the pings below bound the wait instead.
+    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, std::numeric_limits<int>::max()));
+    auto finish = std::make_shared<Answered>(std::move(done));
+    const auto answerOnce = [finish, watcher](std::optional<CommandAnswer> answer) {
+        if (Answered answered = std::exchange(*finish, {})) {
+            watcher->deleteLater();
+            answered(std::move(answer));
+        }
+    };
+    const CommandAnswer silent{1, {}, QStringLiteral("qorvel: Qorvel is already running but did not answer.\n")};
+
+    QObject::connect(
+        watcher, &QDBusPendingCallWatcher::finished, watcher, [answerOnce, silent](QDBusPendingCallWatcher *call) {
+            const QDBusMessage answer = call->reply();
+            if (answer.type() == QDBusMessage::ReplyMessage && answer.arguments().size() == 3) {
+                const int status = answer.arguments().at(0).toInt();
+                if (status == CommandAnswer::notServed)
+                    answerOnce(std::nullopt);
+                else
+                    answerOnce(CommandAnswer{
+                        status, answer.arguments().at(1).toByteArray(), answer.arguments().at(2).toString()});
+                return;
+            }
+            // Nobody owns the name, or its owner does not know the call: the command runs here.
+            const QDBusError::ErrorType error = call->error().type();
+            if (error == QDBusError::ServiceUnknown || error == QDBusError::UnknownMethod
+                || error == QDBusError::UnknownObject || error == QDBusError::UnknownInterface)
+                answerOnce(std::nullopt);
+            else
+                answerOnce(silent);
+        });
+
+    // The libdbus of a live instance answers pings on its own thread, however busy the
+    // instance is; a frozen or vanished one does not.
+    auto *pings = new QTimer(watcher);
+    pings->setInterval(pingIntervalMs);
+    QObject::connect(pings, &QTimer::timeout, watcher, [bus, watcher, answerOnce, silent]() {
+        const QDBusMessage ping = QDBusMessage::createMethodCall(QLatin1String(serviceName), QLatin1String(objectPath),
+            QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping"));
+        auto *pong = new QDBusPendingCallWatcher(bus.asyncCall(ping, pingTimeoutMs), watcher);
+        QObject::connect(
+            pong, &QDBusPendingCallWatcher::finished, watcher, [answerOnce, silent](QDBusPendingCallWatcher *answer) {
+                answer->deleteLater();
+                if (answer->isError() && answer->error().type() != QDBusError::UnknownMethod)
+                    answerOnce(silent);
+            });
+    });
+    pings->start();
 }

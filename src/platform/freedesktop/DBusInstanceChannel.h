@@ -24,16 +24,17 @@ public:
     Result<Role> claim(InstanceRequest requestIfSecondary) override;
     QString name() const override;
 
-    // Runs `command` in the instance that owns the name, if one does and serves commands; none
-    // otherwise, and the caller runs it itself.
-    // `timeoutMs` is how long the command may take there (a selection waits for the user).
-    static std::optional<CommandAnswer> runInPrimary(
-        QDBusConnection bus, const ForwardedCommand &command, int timeoutMs);
+    // Runs `command` in the instance that owns the name, if one does and serves commands; `done`
+    // gets none otherwise, and the caller runs it itself. The command may take as long as it
+    // likes there (a selection waits for the user), but the instance is pinged meanwhile: one
+    // that stops answering (frozen, or gone) ends the wait with an error.
+    using Answered = std::function<void(std::optional<CommandAnswer>)>;
+    static void runInPrimary(QDBusConnection bus, const ForwardedCommand &command, Answered done);
 
 public Q_SLOTS:
     Q_SCRIPTABLE void Reopen();
-    Q_SCRIPTABLE int Run(
-        const QStringList &arguments, const QString &workingDirectory, QByteArray &output, QString &errors);
+    // Answers later, with the command's status, its standard output and its error text.
+    Q_SCRIPTABLE void Run(const QStringList &arguments, const QString &workingDirectory, const QDBusMessage &message);
 
 private:
     Result<Role> forward(InstanceRequest request);

@@ -22,9 +22,7 @@ public:
 
     void play() override;
 
-    // Waits until the sounds asked for so far have ended, at most `timeout`: a process about to
-    // exit would otherwise cut its own shutter short. True when all is quiet.
-    bool waitUntilQuiet(std::chrono::milliseconds timeout);
+    bool waitUntilQuiet(std::chrono::milliseconds timeout) override;
 
 private:
     void run();

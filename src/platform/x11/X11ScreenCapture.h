@@ -33,6 +33,7 @@ public:
     Result<Bitmap> grabWindow(const ScreenWindow &window, double scale, PixelSize size, WindowShadow shadow) override;
     std::optional<QPointF> pointerPosition() override;
     Result<QList<WindowListEntry>> windowList() override;
+    WindowListSource *windowListSource() override { return this; }
 
     QList<ScreenDisplay> displays();
 

@@ -1,12 +1,14 @@
 #include "Preferences.h"
 
-#include "FileNameTemplate.h"
-
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <cstdio>
+#include <memory>
 
 namespace {
 
@@ -27,12 +29,7 @@ private:
     QString m_file;
     QString m_desktop;
 
-    Preferences registered() const
-    {
-        Preferences preferences(m_file, m_desktop);
-        preferences.registerDefaults();
-        return preferences;
-    }
+    std::unique_ptr<Preferences> registered() const { return std::make_unique<Preferences>(m_file, m_desktop); }
 
     // Another process (the command line, an editor) rewrites the file behind our back. Real
     // writers are seconds apart; QSettings only notices a rewrite by its size or modification
@@ -79,16 +76,16 @@ private Q_SLOTS:
     {
         QFETCH(QString, key);
         QFETCH(QVariant, expected);
-        const Preferences preferences = registered();
+        const std::unique_ptr<Preferences> preferences = registered();
         switch (expected.typeId()) {
         case QMetaType::Bool:
-            QCOMPARE(preferences.boolValue(key), expected.toBool());
+            QCOMPARE(preferences->boolValue(key), expected.toBool());
             break;
         case QMetaType::Double:
-            QCOMPARE(preferences.doubleValue(key), expected.toDouble());
+            QCOMPARE(preferences->doubleValue(key), expected.toDouble());
             break;
         default:
-            QCOMPARE(preferences.stringValue(key), expected.toString());
+            QCOMPARE(preferences->stringValue(key), expected.toString());
         }
         // Registered values answer reads but are never written out.
         QVERIFY(!QFileInfo::exists(m_file));
@@ -111,7 +108,7 @@ private Q_SLOTS:
         QFETCH(Format, expected);
         if (!stored.isNull())
             writeFileExternally("screenshotFormat=" + stored + '\n');
-        QCOMPARE(registered().enumValue(PreferenceKey::screenshotFormat, formatCases, Format::png), expected);
+        QCOMPARE(registered()->enumValue(PreferenceKey::screenshotFormat, formatCases, Format::png), expected);
     }
 
     void folderFallsBackToDesktop_data()
@@ -132,18 +129,15 @@ private Q_SLOTS:
             writeFileExternally("screenshotSaveFolderPath=" + stored + '\n');
         if (expected == QLatin1String("<desktop>"))
             expected = m_desktop;
-        QCOMPARE(registered().folder(PreferenceKey::screenshotSaveFolderPath), expected);
+        QCOMPARE(registered()->folder(PreferenceKey::screenshotSaveFolderPath), expected);
     }
 
     void templateKeepsAnEmptyValue()
     {
-        const Preferences preferences = registered();
-        QCOMPARE(preferences.fileNameTemplate(), QStringLiteral("Qorvel {yyyy}-{MM}-{dd} at {HH}.{mm}.{ss}"));
+        const std::unique_ptr<Preferences> preferences = registered();
+        QCOMPARE(preferences->fileNameTemplate(), QStringLiteral("Qorvel {yyyy}-{MM}-{dd} at {HH}.{mm}.{ss}"));
         writeFileExternally("fileNameTemplate=\n");
-        QCOMPARE(preferences.fileNameTemplate(), QString());
-        // Even without registration a missing template is the default, never the empty string.
-        QFile::remove(m_file);
-        QCOMPARE(Preferences(m_file, m_desktop).fileNameTemplate(), FileNameTemplate::defaultTemplate());
+        QCOMPARE(preferences->fileNameTemplate(), QString());
     }
 
     void booleansFromHandEditedText_data()
@@ -163,18 +157,49 @@ private Q_SLOTS:
         QFETCH(QByteArray, stored);
         QFETCH(bool, expected);
         writeFileExternally("playShutterSound=" + stored + '\n');
-        QCOMPARE(registered().boolValue(PreferenceKey::playShutterSound), expected);
+        QCOMPARE(registered()->boolValue(PreferenceKey::playShutterSound), expected);
     }
 
     void seesAnotherWriterAtTheNextRead()
     {
-        const Preferences preferences = registered();
-        QVERIFY(preferences.boolValue(PreferenceKey::playShutterSound));
+        const std::unique_ptr<Preferences> preferences = registered();
+        QVERIFY(preferences->boolValue(PreferenceKey::playShutterSound));
         writeFileExternally("playShutterSound=false\n");
-        QVERIFY(!preferences.boolValue(PreferenceKey::playShutterSound));
+        QVERIFY(!preferences->boolValue(PreferenceKey::playShutterSound));
         writeFileExternally("playShutterSound=true\nshowMagnifier=false\n");
-        QVERIFY(preferences.boolValue(PreferenceKey::playShutterSound));
-        QVERIFY(!preferences.boolValue(PreferenceKey::showMagnifier));
+        QVERIFY(preferences->boolValue(PreferenceKey::playShutterSound));
+        QVERIFY(!preferences->boolValue(PreferenceKey::showMagnifier));
+    }
+
+    // Our own writes are announced at once, and only when the value really changes; another
+    // process's edits once the file is watched, key by key, however the editor saves.
+    void announcesChanges()
+    {
+        const std::unique_ptr<Preferences> preferences = registered();
+        QSignalSpy changed(preferences.get(), &Preferences::changed);
+        preferences->setValue(PreferenceKey::showMagnifier, true);
+        QCOMPARE(changed.count(), 0);
+        preferences->setValue(PreferenceKey::showMagnifier, false);
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(changed.takeFirst().first().toString(), QString(PreferenceKey::showMagnifier));
+
+        preferences->watchFile();
+        writeFileExternally("showMagnifier=false\nscreenshotFormat=jpeg\n");
+        QVERIFY(changed.wait());
+        QTRY_COMPARE(changed.count(), 1);
+        QCOMPARE(changed.first().first().toString(), QString(PreferenceKey::screenshotFormat));
+        // Written again by renaming a new file over it, as QSettings and most editors do.
+        changed.clear();
+        const QString replacement = m_file + QLatin1String(".new");
+        QFile::copy(m_file, replacement);
+        {
+            QFile file(replacement);
+            QVERIFY(file.open(QIODevice::Append));
+            file.write("playShutterSound=false\n");
+        }
+        QVERIFY(::rename(QFile::encodeName(replacement).constData(), QFile::encodeName(m_file).constData()) == 0);
+        QTRY_COMPARE(changed.count(), 1);
+        QCOMPARE(changed.first().first().toString(), QString(PreferenceKey::playShutterSound));
     }
 };
 
