@@ -55,6 +55,15 @@ QImage pastedImage()
     return QImage::fromData(xclip.readAllStandardOutput());
 }
 
+// The windows a process has on screen, the overlay's included.
+QStringList visibleWindowsOf(const QProcess *process)
+{
+    return run(QStringLiteral("xdotool"),
+        {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--pid"),
+            QString::number(process->processId())})
+        .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
 void setAge(const QString &path, qint64 seconds)
 {
     const timespec when{time(nullptr) - seconds, 0};
@@ -79,11 +88,11 @@ private:
         return m_home.filePath(QStringLiteral("cache/com.vostrink.qorvel/Uploads/") + name);
     }
 
-    QProcess *launch()
+    QProcess *launch(QProcess::ProcessChannelMode channels = QProcess::ForwardedErrorChannel)
     {
         auto process = new QProcess(this);
         process->setProcessEnvironment(m_environment);
-        process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process->setProcessChannelMode(channels);
         process->start(QStringLiteral(QORVEL_EXECUTABLE), {});
         m_running << process;
         return process;
@@ -273,50 +282,106 @@ private Q_SLOTS:
         take.waitForFinished(5000);
     }
 
-    // A selection is served by the instance too: its overlay takes the drag, the command gets
-    // the file (or, on Escape, the cancellation).
+    // Selections are served by the instance too, one at a time: its overlay takes the drag and
+    // the command gets the file, or on Escape the cancellation. A second command closes the
+    // first one's overlay (which ends cancelled) and opens its own; a command that is killed
+    // takes its overlay along, and a later drag writes nothing in its name.
     void selectionsGoToTheRunningInstance_data()
     {
-        QTest::addColumn<bool>("cancel");
-        QTest::newRow("drag") << false;
-        QTest::newRow("escape") << true;
+        QTest::addColumn<QString>("scenario");
+        QTest::newRow("drag") << QStringLiteral("drag");
+        QTest::newRow("escape") << QStringLiteral("escape");
+        QTest::newRow("a second command replaces the first") << QStringLiteral("second");
+        QTest::newRow("a killed command closes its overlay") << QStringLiteral("killed");
     }
     void selectionsGoToTheRunningInstance()
     {
-        QFETCH(bool, cancel);
+        QFETCH(QString, scenario);
         m_environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
-        auto *primary = new QProcess(this);
-        primary->setProcessEnvironment(m_environment);
-        primary->start(QStringLiteral(QORVEL_EXECUTABLE), {});
-        m_running << primary;
+        QProcess *primary = launch(QProcess::SeparateChannels);
         QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(true), launchTimeoutMs);
-
-        QProcess command;
-        command.setProcessEnvironment(m_environment);
-        command.setWorkingDirectory(m_home.path());
-        command.start(QStringLiteral(QORVEL_EXECUTABLE),
-            {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"),
-                QStringLiteral("sel.png")});
         QByteArray log;
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                log += primary->readAllStandardError();
-                return log.contains("first paint");
-            },
-            launchTimeoutMs));
-        QTest::qWait(100);
-        const QStringList gesture = cancel
-            ? QStringList{QStringLiteral("key Escape")}
-            : QStringList{QStringLiteral("mousemove 300 200 mousedown 1 mousemove 400 250"),
-                QStringLiteral("mousemove 600 350 mouseup 1")};
-        for (const QString &step : gesture) {
-            QProcess::execute(QStringLiteral("xdotool"), step.split(QLatin1Char(' ')));
+        const auto selectInto = [&](const QString &file) {
+            auto *command = new QProcess(this);
+            m_running << command;
+            command->setProcessEnvironment(m_environment);
+            command->setWorkingDirectory(m_home.path());
+            const qsizetype painted = log.count("first paint");
+            command->start(QStringLiteral(QORVEL_EXECUTABLE),
+                {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"), file});
+            const bool shown = QTest::qWaitFor(
+                [&] {
+                    log += primary->readAllStandardError();
+                    return log.count("first paint") > painted;
+                },
+                launchTimeoutMs);
             QTest::qWait(100);
+            return shown ? command : nullptr;
+        };
+        const auto ended = [](QProcess *command) {
+            // waitForFinished() is false for a process that has finished already.
+            return command->state() == QProcess::NotRunning || command->waitForFinished(launchTimeoutMs);
+        };
+        const auto act = [](const QStringList &steps) {
+            for (const QString &step : steps) {
+                QProcess::execute(QStringLiteral("xdotool"), step.split(QLatin1Char(' ')));
+                QTest::qWait(100);
+            }
+        };
+        const QStringList drag{QStringLiteral("mousemove 300 200 mousedown 1 mousemove 400 250"),
+            QStringLiteral("mousemove 600 350 mouseup 1")};
+        const auto imageSize = [this](const char *file) { return QImage(m_home.filePath(QLatin1String(file))).size(); };
+
+        QProcess *first = selectInto(QStringLiteral("first.png"));
+        QVERIFY(first);
+        if (scenario == QLatin1String("killed")) {
+            first->kill();
+            QVERIFY(ended(first));
+            QTRY_VERIFY_WITH_TIMEOUT(visibleWindowsOf(primary).isEmpty(), launchTimeoutMs);
+            act(drag);
+            QTest::qWait(500);
+            QCOMPARE(imageSize("first.png"), QSize(0, 0));
+            return;
         }
-        // waitForFinished() is false for a process that has finished already.
-        QVERIFY(command.state() == QProcess::NotRunning || command.waitForFinished(launchTimeoutMs));
-        QCOMPARE(command.exitCode(), cancel ? 1 : 0);
-        QCOMPARE(QImage(m_home.filePath(QStringLiteral("sel.png"))).size(), cancel ? QSize(0, 0) : QSize(300, 150));
+        QProcess *last = first;
+        if (scenario == QLatin1String("second")) {
+            last = selectInto(QStringLiteral("second.png"));
+            QVERIFY(last);
+            QVERIFY(ended(first));
+            QCOMPARE(first->exitCode(), 1);
+        }
+        const bool cancel = scenario == QLatin1String("escape");
+        act(cancel ? QStringList{QStringLiteral("key Escape")} : drag);
+        QVERIFY(ended(last));
+        QCOMPARE(last->exitCode(), cancel ? 1 : 0);
+        QCOMPARE(imageSize(last == first ? "first.png" : "second.png"), cancel ? QSize(0, 0) : QSize(300, 150));
+        QCOMPARE(imageSize("first.png"), last == first && !cancel ? QSize(300, 150) : QSize(0, 0));
+        QTRY_VERIFY_WITH_TIMEOUT(visibleWindowsOf(primary).isEmpty(), launchTimeoutMs);
+    }
+
+    // An instance that stops answering (here frozen with SIGSTOP) is reported, not doubled,
+    // and no command waits for it for long: not a second launch, not a screenshot, not a
+    // selection, which waits for the user but not for a dead peer.
+    void frozenInstanceIsReportedNotWaitedFor()
+    {
+        QProcess *primary = launch();
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(true), launchTimeoutMs);
+        ::kill(static_cast<pid_t>(primary->processId()), SIGSTOP);
+        const QList<QStringList> commands{{},
+            {QStringLiteral("screenshot"), QStringLiteral("--area"), QStringLiteral("0,0,64,32"), QStringLiteral("-o"),
+                m_home.filePath(QStringLiteral("f.png"))},
+            {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"),
+                m_home.filePath(QStringLiteral("g.png"))}};
+        for (const QStringList &arguments : commands) {
+            QProcess command;
+            command.setProcessEnvironment(m_environment);
+            command.start(QStringLiteral(QORVEL_EXECUTABLE), arguments);
+            QVERIFY2(command.waitForFinished(launchTimeoutMs), qPrintable(arguments.join(QLatin1Char(' '))));
+            QCOMPARE(command.exitCode(), 1);
+            QVERIFY(command.readAllStandardError().contains("Qorvel is already running but did not answer."));
+        }
+        QVERIFY(!QFile::exists(m_home.filePath(QStringLiteral("runtime/com.vostrink.qorvel.socket"))));
+        ::kill(static_cast<pid_t>(primary->processId()), SIGCONT);
     }
 
     void commandLine()
