@@ -88,10 +88,8 @@ std::optional<NotificationRequest> decode(const QByteArray &bytes)
     stream >> thumbnail;
     if (stream.status() != QDataStream::Ok)
         return std::nullopt;
-    if (!thumbnail.isNull()) {
-        auto owned = std::make_shared<QImage>(thumbnail.convertToFormat(QImage::Format_RGB32));
-        request.thumbnail = Bitmap(owned->size(), owned->bytesPerLine(), owned->constBits(), owned);
-    }
+    if (!thumbnail.isNull())
+        request.thumbnail = BitmapImage::fromImage(thumbnail);
     return request;
 }
 

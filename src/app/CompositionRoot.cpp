@@ -8,6 +8,7 @@
 #include "FreedesktopNotifier.h"
 #include "ImageEncoder.h"
 #include "LocalSocketInstanceChannel.h"
+#include "MediaThumbnailer.h"
 #include "OverlayTargetSelector.h"
 #include "QtClipboard.h"
 #include "SecretServiceStore.h"
@@ -97,9 +98,12 @@ std::unique_ptr<FreedesktopNotifier> CompositionRoot::makeNotifier(
     std::function<void(const QString &, const QString &)> alert)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
+    // Stateless, so one serves every notifier of the process.
+    static MediaThumbnailer thumbnails;
     return std::make_unique<FreedesktopNotifier>(bus,
         FreedesktopNotifier::Handlers{[](const QUrl &link) { QDesktopServices::openUrl(link); },
-            [bus](const QString &path) { FileRevealer::reveal(bus, path); }, std::move(alert)});
+            [bus](const QString &path) { FileRevealer::reveal(bus, path); }, std::move(alert)},
+        thumbnails);
 }
 
 Result<std::unique_ptr<Uploader>> CompositionRoot::makeUploader(std::optional<QString> userhash)

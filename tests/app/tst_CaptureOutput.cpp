@@ -1,6 +1,7 @@
 #include "CaptureOutput.h"
 #include "CatboxUploader.h"
 #include "FreedesktopNotifier.h"
+#include "MediaThumbnailer.h"
 #include "QtClipboard.h"
 #include "SecretServiceStore.h"
 
@@ -54,6 +55,7 @@ private:
     SecretServiceStore m_secrets;
     std::unique_ptr<Preferences> m_preferences;
     std::unique_ptr<UploadHistory> m_history;
+    MediaThumbnailer m_thumbnailer;
     std::unique_ptr<FreedesktopNotifier> m_notifier;
     QtClipboard m_clipboard;
     std::unique_ptr<CaptureOutput> m_output;
@@ -150,8 +152,8 @@ private Q_SLOTS:
         m_preferences->setValue(PreferenceKey::fileNameTemplate, QStringLiteral("shot"));
         m_history = std::make_unique<UploadHistory>(m_secrets);
         m_history->clear();
-        m_notifier
-            = std::make_unique<FreedesktopNotifier>(QDBusConnection::sessionBus(), FreedesktopNotifier::Handlers{});
+        m_notifier = std::make_unique<FreedesktopNotifier>(
+            QDBusConnection::sessionBus(), FreedesktopNotifier::Handlers{}, m_thumbnailer);
         m_output
             = std::make_unique<CaptureOutput>(CaptureOutput::Services{*m_preferences, StagingFolders(stagingRoot()),
                 *m_history, *m_notifier, m_clipboard, [this]() -> Result<std::unique_ptr<Uploader>> {

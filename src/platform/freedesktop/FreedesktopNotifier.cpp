@@ -1,15 +1,12 @@
 #include "FreedesktopNotifier.h"
 
-#include "ImageEncoder.h"
-#include "ThumbnailSize.h"
-#include "VideoFrameReader.h"
+#include "Thumbnailer.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QFile>
 #include <QFileInfo>
-#include <QImage>
 #include <QUuid>
 #include <QVariantMap>
 
@@ -44,34 +41,14 @@ QString escapeMarkup(const QString &text)
     return escaped;
 }
 
-// The PNG bytes of a bitmap's thumbnail, or nothing.
-QByteArray thumbnailPng(const Bitmap &bitmap)
-{
-    const QSize size = thumbnailSize(bitmap.size());
-    if (bitmap.isNull() || size.isEmpty())
-        return {};
-    // The image only lives inside this call, so it may borrow the bitmap's memory.
-    const QImage source(bitmap.constBits(), bitmap.width(), bitmap.height(), bitmap.bytesPerLine(),
-        bitmap.alpha() == Bitmap::Alpha::premultiplied ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
-    auto scaled = std::make_shared<QImage>(source.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
-    if (scaled->format() != source.format())
-        *scaled = scaled->convertToFormat(source.format());
-    if (scaled->isNull())
-        return {};
-    // Read as opaque, premultiplied colours are the picture over black: servers draw a
-    // thumbnail on their own background, where a translucent window shadow would look smudged.
-    const Bitmap thumbnail(scaled->size(), scaled->bytesPerLine(), scaled->constBits(), scaled, Bitmap::Alpha::ignored);
-    Result<QByteArray> png = ImageEncoder::encode(thumbnail, ImageFormat::png, 1.0, 0.0);
-    return png ? std::move(png).value() : QByteArray();
-}
-
 } // namespace
 
 FreedesktopNotifier::FreedesktopNotifier(
-    QDBusConnection bus, Handlers handlers, QString temporaryFolder, QObject *parent)
+    QDBusConnection bus, Handlers handlers, Thumbnailer &thumbnails, QString temporaryFolder, QObject *parent)
     : QObject(parent)
     , m_bus(std::move(bus))
     , m_handlers(std::move(handlers))
+    , m_thumbnailer(thumbnails)
     , m_temporaryFolder(std::move(temporaryFolder))
 {
     // The server sends both signals to the posting connection alone, never as a broadcast.
@@ -155,18 +132,15 @@ void FreedesktopNotifier::post(const NotificationRequest &request)
 
 QString FreedesktopNotifier::writeThumbnail(const NotificationRequest &request)
 {
-    Bitmap picture;
-    if (const Bitmap *bitmap = std::get_if<Bitmap>(&request.thumbnail)) {
-        picture = *bitmap;
-    } else if (const QString *recording = std::get_if<QString>(&request.thumbnail)) {
-        // A recording that cannot be read is still notified, without a picture.
-        Result<Bitmap> frame = VideoFrameReader::firstFrame(*recording, {thumbnailLongestSide, thumbnailLongestSide});
-        if (frame)
-            picture = std::move(frame).value();
-    }
-    const QByteArray png = thumbnailPng(picture);
-    if (png.isEmpty())
+    // A picture that cannot be made is left out; the notification still goes.
+    Result<QByteArray> made = Error{};
+    if (const Bitmap *bitmap = std::get_if<Bitmap>(&request.thumbnail))
+        made = m_thumbnailer.imageThumbnail(*bitmap);
+    else if (const QString *recording = std::get_if<QString>(&request.thumbnail))
+        made = m_thumbnailer.videoThumbnail(*recording);
+    if (!made || made->isEmpty())
         return {};
+    const QByteArray &png = *made;
 
     // Exclusive and private: the folder is shared with every user and program on the machine.
     const QString path = QDir(m_temporaryFolder)

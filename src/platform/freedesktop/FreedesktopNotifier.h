@@ -11,6 +11,8 @@
 #include <QUrl>
 
 #include <functional>
+
+class Thumbnailer;
 #include <optional>
 
 // Notifications through org.freedesktop.Notifications. Posting never waits for the server: the
@@ -37,8 +39,8 @@ public:
     static constexpr const char *serviceName = "org.freedesktop.Notifications";
     static constexpr const char *objectPath = "/org/freedesktop/Notifications";
 
-    FreedesktopNotifier(
-        QDBusConnection bus, Handlers handlers, QString temporaryFolder = QDir::tempPath(), QObject *parent = nullptr);
+    FreedesktopNotifier(QDBusConnection bus, Handlers handlers, Thumbnailer &thumbnails,
+        QString temporaryFolder = QDir::tempPath(), QObject *parent = nullptr);
     ~FreedesktopNotifier() override;
 
     void post(const NotificationRequest &request) override;
@@ -68,6 +70,7 @@ private:
 
     QDBusConnection m_bus;
     Handlers m_handlers;
+    Thumbnailer &m_thumbnailer;
     QString m_temporaryFolder;
     QHash<uint, Shown> m_shown;
     int m_pending = 0; // posts whose answer has not come yet

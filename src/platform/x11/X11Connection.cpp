@@ -22,10 +22,11 @@ Result<std::shared_ptr<X11Connection>> X11Connection::open()
 {
     int screenNumber = 0;
     xcb_connection_t *connection = xcb_connect(nullptr, &screenNumber);
-    if (xcb_connection_has_error(connection)) {
+    if (const int failure = xcb_connection_has_error(connection)) {
         xcb_disconnect(connection);
-        return Error{QStringLiteral("Couldn't connect to the X server."),
-            QLatin1String("DISPLAY=") + qEnvironmentVariable("DISPLAY")};
+        // libxcb found the display by DISPLAY itself; its code says what went wrong there.
+        return Error{
+            QStringLiteral("Couldn't connect to the X server."), QStringLiteral("xcb_connect error %1").arg(failure)};
     }
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
     for (int i = 0; i < screenNumber && screens.rem; ++i)

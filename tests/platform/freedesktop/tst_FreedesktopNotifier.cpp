@@ -1,5 +1,6 @@
 #include "EmptySessionBus.h"
 #include "FreedesktopNotifier.h"
+#include "MediaThumbnailer.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -20,6 +21,8 @@
 // bus monitor, and clicks go through dunst's own context menu, so ActionInvoked comes from the
 // server as it would on a desktop.
 namespace {
+
+MediaThumbnailer thumbnailer;
 
 constexpr char probeVariable[] = "QORVEL_NOTIFIER_PROBE";
 
@@ -182,7 +185,7 @@ int runProbe(int argc, char *argv[])
     Observed observed;
     QElapsedTimer timer;
     {
-        FreedesktopNotifier notifier(QDBusConnection::sessionBus(), observed.handlers(), folder);
+        FreedesktopNotifier notifier(QDBusConnection::sessionBus(), observed.handlers(), thumbnailer, folder);
         timer.start();
         notifier.post({QStringLiteral("Screenshot uploaded"), QStringLiteral("Link copied"),
             NotificationAction::openUrl(QUrl(QStringLiteral("https://files.catbox.moe/abc123.png"))),
@@ -280,7 +283,7 @@ private Q_SLOTS:
 
         Observed observed;
         auto notifier = std::make_unique<FreedesktopNotifier>(
-            QDBusConnection::sessionBus(), observed.handlers(), thumbnailFolder());
+            QDBusConnection::sessionBus(), observed.handlers(), thumbnailer, thumbnailFolder());
         const std::optional<NotifyCall> posted = postAndWait(*notifier, request);
         QVERIFY(posted); // dunst took it and answered with an id
         const QString path = posted->thumbnail();
@@ -347,7 +350,8 @@ private Q_SLOTS:
         QFETCH(bool, runs);
 
         Observed observed;
-        FreedesktopNotifier notifier(QDBusConnection::sessionBus(), observed.handlers(), thumbnailFolder());
+        FreedesktopNotifier notifier(
+            QDBusConnection::sessionBus(), observed.handlers(), thumbnailer, thumbnailFolder());
         const std::optional<NotifyCall> posted
             = postAndWait(notifier, {QStringLiteral("Done"), QString(), action, twoColourBitmap({64, 48})});
         QVERIFY(posted);

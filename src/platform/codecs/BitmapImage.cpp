@@ -12,3 +12,13 @@ QImage BitmapImage::wrap(const Bitmap &bitmap, double devicePixelRatio)
     image.setDevicePixelRatio(devicePixelRatio);
     return image;
 }
+
+Bitmap BitmapImage::fromImage(const QImage &image)
+{
+    if (image.isNull())
+        return {};
+    const bool premultiplied = image.format() == QImage::Format_ARGB32_Premultiplied;
+    auto owned = std::make_shared<QImage>(premultiplied ? image : image.convertToFormat(QImage::Format_RGB32));
+    return Bitmap(owned->size(), owned->bytesPerLine(), owned->constBits(), owned,
+        premultiplied ? Bitmap::Alpha::premultiplied : Bitmap::Alpha::ignored);
+}
