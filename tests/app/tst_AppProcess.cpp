@@ -1,3 +1,5 @@
+#include "SessionTools.h"
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDir>
@@ -43,16 +45,6 @@ QString windowTitle(const QString &id)
     const QString line = run(QStringLiteral("xprop"), {QStringLiteral("-id"), id, QStringLiteral("_NET_WM_NAME")});
     const qsizetype quote = line.indexOf(QLatin1Char('"'));
     return quote < 0 ? QString() : line.mid(quote + 1).chopped(2);
-}
-
-QImage pastedImage()
-{
-    QProcess xclip;
-    xclip.start(QStringLiteral("xclip"),
-        {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), QStringLiteral("image/png"),
-            QStringLiteral("-o")});
-    xclip.waitForFinished(10000);
-    return QImage::fromData(xclip.readAllStandardOutput());
 }
 
 // The windows a process has on screen, the overlay's included.
@@ -267,12 +259,13 @@ private Q_SLOTS:
         QCOMPARE(
             command.readAllStandardOutput().trimmed(), QFile::encodeName(m_home.filePath(QStringLiteral("shot.png"))));
         QCOMPARE(QImage(m_home.filePath(QStringLiteral("shot.png"))).size(), QSize(64, 32));
-        QCOMPARE(pastedImage().size(), QSize(64, 32));
+        QCOMPARE(QImage::fromData(pasted(QStringLiteral("image/png"))).size(), QSize(64, 32));
 
         // Which process answers the paste: the instance, or a keeper that outlives it.
         primary->terminate();
         QVERIFY(primary->waitForFinished(launchTimeoutMs));
-        QCOMPARE(pastedImage().size(), standalone ? QSize(64, 32) : QSize(0, 0));
+        QCOMPARE(
+            QImage::fromData(pasted(QStringLiteral("image/png"))).size(), standalone ? QSize(64, 32) : QSize(0, 0));
         // Taking the clipboard ends a keeper.
         QProcess take;
         take.start(

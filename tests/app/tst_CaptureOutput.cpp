@@ -4,6 +4,7 @@
 #include "MediaThumbnailer.h"
 #include "QtClipboard.h"
 #include "SecretServiceStore.h"
+#include "SessionTools.h"
 
 #include <QClipboard>
 #include <QDBusConnection>
@@ -103,40 +104,6 @@ private:
         return shot;
     }
 
-    // Another program's view of the clipboard; this process answers while it waits.
-    static QByteArray pasted(const QString &type)
-    {
-        QProcess xclip;
-        xclip.start(QStringLiteral("xclip"),
-            {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), type,
-                QStringLiteral("-o")});
-        if (!QTest::qWaitFor([&xclip] { return xclip.state() == QProcess::NotRunning; }, 10'000))
-            return QByteArray();
-        return xclip.exitCode() == 0 ? xclip.readAllStandardOutput() : QByteArray();
-    }
-
-    // The last Notify call the session bus carried: summary, body and hints as sent.
-    static QJsonArray lastNotify()
-    {
-        QFile log(qEnvironmentVariable("QORVEL_SESSION_NOTIFICATIONS_LOG"));
-        QJsonArray last;
-        if (!log.open(QIODevice::ReadOnly))
-            return last;
-        while (!log.atEnd()) {
-            const QJsonObject message = QJsonDocument::fromJson(log.readLine()).object();
-            if (message[QLatin1String("member")].toString() == QLatin1String("Notify"))
-                last = message[QLatin1String("payload")].toObject()[QLatin1String("data")].toArray();
-        }
-        return last;
-    }
-
-    void setFault(const QByteArray &fault)
-    {
-        QFile file(QDir(m_stub).filePath(QStringLiteral("fault")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(fault);
-    }
-
     QStringList filesIn(const QString &folder) const { return QDir(folder).entryList(QDir::Files); }
 
 private Q_SLOTS:
@@ -145,7 +112,7 @@ private Q_SLOTS:
         QDir(saveFolder()).removeRecursively();
         QDir(stagingRoot()).removeRecursively();
         QFile::remove(m_dir.filePath(QStringLiteral("qorvel.conf")));
-        QFile::remove(QDir(m_stub).filePath(QStringLiteral("fault")));
+        setCatboxFault({});
         m_preferences = std::make_unique<Preferences>(m_dir.filePath(QStringLiteral("qorvel.conf")), saveFolder());
         m_preferences->setValue(PreferenceKey::screenshotSaveFolderPath, saveFolder());
         m_preferences->setValue(PreferenceKey::videoSaveFolderPath, saveFolder());
@@ -197,7 +164,7 @@ private Q_SLOTS:
         QFETCH(bool, uploadFails);
         QFETCH(Expected, expected);
         if (uploadFails)
-            setFault("500\n\n");
+            setCatboxFault("500\n\n");
         const qsizetype recordsBefore = m_history->records().size();
         const DeliveryOutcome outcome = deliver(screenshot(actions));
 
@@ -282,7 +249,7 @@ private Q_SLOTS:
         m_preferences->setValue(PreferenceKey::videoSaveToFolder, actions.save);
         m_preferences->setValue(PreferenceKey::videoUpload, actions.upload);
         if (uploadFails)
-            setFault("500\n\n");
+            setCatboxFault("500\n\n");
         const QString recorded = m_dir.filePath(QStringLiteral("recorder-output.mp4"));
         QFile file(recorded);
         QVERIFY(file.open(QIODevice::WriteOnly));

@@ -1,3 +1,4 @@
+#include "SessionTools.h"
 #include "VisibleWindows.h"
 
 #include <QDir>
@@ -15,28 +16,6 @@ struct Run
     QByteArray output;
     QString errors;
 };
-
-// Pixels as a person sees them: alpha and storage format aside.
-QImage opaque(const QImage &image)
-{
-    return image.convertToFormat(QImage::Format_RGB32);
-}
-
-// The first pixel that differs, or an empty string when the pictures are the same.
-QString firstDifference(const QImage &actual, const QImage &expected)
-{
-    if (actual.size() != expected.size())
-        return QStringLiteral("sizes differ");
-    for (int y = 0; y < actual.height(); ++y)
-        for (int x = 0; x < actual.width(); ++x)
-            if ((actual.pixel(x, y) & 0xffffff) != (expected.pixel(x, y) & 0xffffff))
-                return QStringLiteral("pixel %1,%2: %3 instead of %4")
-                    .arg(x)
-                    .arg(y)
-                    .arg(actual.pixel(x, y), 0, 16)
-                    .arg(expected.pixel(x, y), 0, 16);
-    return {};
-}
 
 } // namespace
 
@@ -59,18 +38,6 @@ private:
         process.start(QStringLiteral(QORVEL_EXECUTABLE), QStringList{QStringLiteral("screenshot")} + arguments);
         process.waitForFinished(30000);
         return {process.exitCode(), process.readAllStandardOutput(), QString::fromUtf8(process.readAllStandardError())};
-    }
-
-    // The same region read by another program (ImageMagick), as the reference.
-    QImage screenRegion(const QRect &pixels)
-    {
-        const QString file = m_dir.filePath(QStringLiteral("reference.png"));
-        QFile::remove(file);
-        const int status = QProcess::execute(QStringLiteral("/usr/bin/import"),
-            {QStringLiteral("-window"), QStringLiteral("root"), QStringLiteral("-crop"),
-                QStringLiteral("%1x%2+%3+%4").arg(pixels.width()).arg(pixels.height()).arg(pixels.x()).arg(pixels.y()),
-                QStringLiteral("+repage"), file});
-        return status == 0 ? opaque(QImage(file)) : QImage();
     }
 
 private Q_SLOTS:
@@ -122,7 +89,7 @@ private Q_SLOTS:
         const QImage image(file);
         QCOMPARE(image.size(), pixels.size());
         QCOMPARE(qRound(image.dotsPerMeterX() * 0.0254), dpi);
-        const QImage reference = screenRegion(pixels);
+        const QImage reference = screenRegion(pixels, m_dir.path());
         if (format == QLatin1String("png")) {
             const QString difference = firstDifference(image, reference);
             QVERIFY2(difference.isEmpty(), qPrintable(difference));
@@ -130,7 +97,7 @@ private Q_SLOTS:
         }
         // JPEG is lossy: close, not equal, and far from any other part of the screen.
         qint64 difference = 0;
-        const QImage decoded = opaque(image);
+        const QImage decoded = image.convertToFormat(QImage::Format_RGB32);
         for (int y = 0; y < decoded.height(); ++y)
             for (int x = 0; x < decoded.width(); ++x)
                 difference += qAbs(qGray(decoded.pixel(x, y)) - qGray(reference.pixel(x, y)));
@@ -199,58 +166,6 @@ private Q_SLOTS:
             {QStringLiteral("--area"), QStringLiteral("0,0,32,16"), QStringLiteral("-o"), QStringLiteral("-")});
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(QImage::fromData(run.output, "PNG").size(), QSize(32, 16));
-    }
-
-    // The user's hand is xdotool: it moves, drags, clicks and types while the overlay is up.
-    void selectsWithThePointer_data()
-    {
-        QTest::addColumn<QStringList>("gesture");
-        QTest::addColumn<QSize>("size");
-        QTest::newRow("drag an area") << QStringList{QStringLiteral("mousemove 300 200 mousedown 1 mousemove 400 250"),
-            QStringLiteral("mousemove 600 350 mouseup 1")}
-                                      << QSize(300, 150);
-        // (0, 0): the window as framed, whatever its size; (-1, -1): no file at all.
-        QTest::newRow("click a window") << QStringList{QStringLiteral("mousemove 300 300 click 1")} << QSize(0, 0);
-        QTest::newRow("escape") << QStringList{QStringLiteral("key Escape")} << QSize(-1, -1);
-    }
-
-    void selectsWithThePointer()
-    {
-        QFETCH(QStringList, gesture);
-        QFETCH(QSize, size);
-        const QString file
-            = m_dir.filePath(QStringLiteral("selected-%1.png").arg(QString::fromLatin1(QTest::currentDataTag())));
-        QProcess::execute(
-            QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QStringLiteral("1000"), QStringLiteral("900")});
-        QProcess selection;
-        selection.start(QStringLiteral(QORVEL_EXECUTABLE),
-            {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"), file});
-        // The overlay is up once a window of that process is visible.
-        QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow(selection) || selection.state() == QProcess::NotRunning, 10000);
-        QTest::qWait(300);
-        for (const QString &step : gesture) {
-            QProcess::execute(QStringLiteral("xdotool"), step.split(QLatin1Char(' ')));
-            QTest::qWait(100);
-        }
-        // It may have finished while the gesture ran; waitForFinished() is false for that.
-        QVERIFY(selection.state() == QProcess::NotRunning || selection.waitForFinished(10000));
-        if (size == QSize(-1, -1)) {
-            QCOMPARE(selection.exitCode(), 1);
-            QVERIFY(!QFile::exists(file));
-            return;
-        }
-        QVERIFY2(selection.exitCode() == 0, selection.readAllStandardError().constData());
-        const QImage image(file);
-        if (!size.isEmpty()) {
-            QCOMPARE(image.size(), size);
-            // Exactly the pixels that were highlighted: the drag ran from (300, 200), over text.
-            const QString difference = firstDifference(image, screenRegion(QRect(QPoint(300, 200), size)));
-            QVERIFY2(difference.isEmpty(), qPrintable(difference));
-        } else {
-            // A click on the terminal takes the window as the window manager frames it.
-            QVERIFY2(image.width() > 600 && image.height() > 400,
-                qPrintable(QStringLiteral("%1x%2").arg(image.width()).arg(image.height())));
-        }
     }
 
     void listsTheWindowsASelectionOffers()

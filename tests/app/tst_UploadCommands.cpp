@@ -1,3 +1,5 @@
+#include "SessionTools.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -59,13 +61,6 @@ private:
         return path;
     }
 
-    void setFault(const QByteArray &fault)
-    {
-        QFile file(QDir(m_stub).filePath(QStringLiteral("fault")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(fault);
-    }
-
     static void restartKeyring()
     {
         QCOMPARE(QProcess::execute(qEnvironmentVariable("QORVEL_SESSION_KEYRING_RESTART"), {}), 0);
@@ -103,7 +98,7 @@ private Q_SLOTS:
             "run under tests/harness/qorvel-session --dbus --keyring --catbox");
     }
 
-    void init() { QFile::remove(QDir(m_stub).filePath(QStringLiteral("fault"))); }
+    void init() { setCatboxFault({}); }
 
     // From a stored userhash to a deletable upload that survives the keyring's restart.
     void accountUploadListDelete()
@@ -172,7 +167,7 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, fault);
         QFETCH(QString, description);
-        setFault(fault);
+        setCatboxFault(fault);
         const QString failing = makeShot(QStringLiteral("first.png"));
         const Run run = qorvel({QStringLiteral("upload"), failing, makeShot(QStringLiteral("second.png"))});
         QCOMPARE(run.exitCode, 1);

@@ -1,0 +1,214 @@
+#include "SessionTools.h"
+#include "TestFiles.h"
+#include "VisibleWindows.h"
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+// `qorvel screenshot --select` in its own process, end to end: the overlay over a real X
+// server, the user's hand played by xdotool, elements found on the accessibility bus, and the
+// capture delivered to the Catbox stand-in, the keyring, dunst and the X clipboard.
+class tst_Selection : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    QProcess m_gtk;
+    QProcess m_xterm;
+    QJsonObject m_frames; // the GTK window's parts, in screen pixels
+
+    QString opened() const { return m_dir.filePath(QStringLiteral("opened.txt")); }
+
+    static QRect rectOf(const QJsonValue &value)
+    {
+        const QJsonArray a = value.toArray();
+        return QRect(a.at(0).toInt(), a.at(1).toInt(), a.at(2).toInt(), a.at(3).toInt());
+    }
+
+    // Starts the selection with the pointer at `start`, plays `gesture` once the overlay has
+    // painted, and returns the exit status and the printed lines.
+    QPair<int, QStringList> select(const QStringList &arguments, const QPoint &start, const QStringList &gesture)
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(
+            QStringLiteral("PATH"), m_dir.path() + QLatin1Char(':') + environment.value(QStringLiteral("PATH")));
+        // The overlay says when it first painted: from then on it takes the pointer.
+        environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
+        QProcess::execute(QStringLiteral("xdotool"),
+            {QStringLiteral("mousemove"), QString::number(start.x()), QString::number(start.y())});
+        QProcess selection;
+        selection.setProcessEnvironment(environment);
+        selection.start(QStringLiteral(QORVEL_EXECUTABLE),
+            QStringList{QStringLiteral("screenshot"), QStringLiteral("--select")} + arguments);
+        QByteArray errors;
+        if (!QTest::qWaitFor(
+                [&] {
+                    errors += selection.readAllStandardError();
+                    return errors.contains("first paint") || selection.state() == QProcess::NotRunning;
+                },
+                15'000))
+            return {-1, {}};
+        QTest::qWait(100);
+        for (const QString &step : gesture) {
+            QProcess::execute(QStringLiteral("xdotool"), step.split(QLatin1Char(' ')));
+            QTest::qWait(step.startsWith(QLatin1String("mousemove_relative")) ? 1500 : 100);
+        }
+        // A process still running has no exit status yet: QProcess would report 0.
+        if (!selection.waitForFinished(30'000) && selection.state() != QProcess::NotRunning)
+            return {-1, {}};
+        return {selection.exitCode(),
+            QString::fromUtf8(selection.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts)};
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        // The browser Qt asks for a link through xdg-open writes down what it was asked.
+        writeTestFile(m_dir.filePath(QStringLiteral("xdg-open")),
+            "#!/bin/sh\nprintf '%s' \"$1\" > '" + opened().toUtf8() + "'\n");
+        QVERIFY(QFile::setPermissions(
+            m_dir.filePath(QStringLiteral("xdg-open")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        // Text on screen, so a misplaced capture cannot match by accident; a terminal offers no
+        // elements, so a click there takes the window.
+        m_xterm.start(QStringLiteral("xterm"),
+            {QStringLiteral("-geometry"), QStringLiteral("100x30+150+150"), QStringLiteral("-e"), QStringLiteral("sh"),
+                QStringLiteral("-c"), QStringLiteral("ls -la --color=always /usr/bin | head -60; exec sleep 600")});
+        QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow({QStringLiteral("--class"), QStringLiteral("xterm")}), 10000);
+        // A window whose parts the accessibility bus knows, right of the terminal.
+        m_gtk.start(QStringLiteral("/usr/bin/python3"),
+            {QStringLiteral(GTK_WINDOW_SCRIPT), QStringLiteral("1000"), QStringLiteral("200")});
+        QTRY_VERIFY_WITH_TIMEOUT(m_gtk.canReadLine(), 15000);
+        const QByteArray ready = m_gtk.readLine();
+        QVERIFY2(ready.startsWith("READY "), ready.constData());
+        m_frames = QJsonDocument::fromJson(ready.mid(ready.indexOf('{'))).object();
+        QTest::qWait(500);
+
+        QProcess account;
+        account.start(QStringLiteral(QORVEL_EXECUTABLE), {QStringLiteral("account"), QStringLiteral("set")});
+        account.write("testhash0123456789\n");
+        account.closeWriteChannel();
+        QVERIFY(account.waitForFinished(30'000) && account.exitCode() == 0);
+    }
+
+    void cleanupTestCase()
+    {
+        m_gtk.kill();
+        m_xterm.kill();
+        m_gtk.waitForFinished();
+        m_xterm.waitForFinished();
+    }
+
+    // Exactly the highlighted pixels, read back from the screen by another program: a drag
+    // over text; a click on a window takes it as the window manager frames it; a click in the
+    // GTK window takes the list under the pointer (its rows are too short to be offered
+    // first); Escape writes nothing.
+    void savesWhatWasSelected_data()
+    {
+        QTest::addColumn<QString>("target");
+        QTest::newRow("drag an area") << QStringLiteral("area");
+        QTest::newRow("click a window") << QStringLiteral("window");
+        QTest::newRow("click an element") << QStringLiteral("element");
+        QTest::newRow("escape") << QStringLiteral("escape");
+    }
+    void savesWhatWasSelected()
+    {
+        QFETCH(QString, target);
+        const QString file = m_dir.filePath(target + QLatin1String(".png"));
+        const QRect window = rectOf(m_frames.value(QStringLiteral("window")));
+        const QRect toolbar = rectOf(m_frames.value(QStringLiteral("toolbar")));
+        const QRect list(window.left(), toolbar.bottom() + 1, window.width(), window.bottom() - toolbar.bottom());
+        const QPoint row = rectOf(m_frames.value(QStringLiteral("row"))).center();
+
+        QPoint start(300, 200);
+        QStringList gesture;
+        QRect expected;
+        if (target == QLatin1String("area")) {
+            gesture = {QStringLiteral("mousedown 1"), QStringLiteral("mousemove 400 250"),
+                QStringLiteral("mousemove 600 350"), QStringLiteral("mouseup 1")};
+            expected = QRect(300, 200, 300, 150);
+        } else if (target == QLatin1String("window")) {
+            gesture = {QStringLiteral("click 1")};
+        } else if (target == QLatin1String("element")) {
+            start = row;
+            // A small move asks the finder; its answer comes within a few walks of 150 ms.
+            gesture = {QStringLiteral("mousemove_relative 2 2"), QStringLiteral("click 1")};
+            expected = list;
+        } else {
+            gesture = {QStringLiteral("key Escape")};
+        }
+        const auto [exitCode, output] = select({QStringLiteral("-o"), file}, start, gesture);
+
+        if (target == QLatin1String("escape")) {
+            QCOMPARE(exitCode, 1);
+            QVERIFY(!QFile::exists(file));
+            return;
+        }
+        QCOMPARE(exitCode, 0);
+        QCOMPARE(output, QStringList{file});
+        const QImage image(file);
+        if (expected.isNull()) {
+            QVERIFY2(image.width() > 600 && image.height() > 400,
+                qPrintable(QStringLiteral("%1x%2").arg(image.width()).arg(image.height())));
+            return;
+        }
+        QCOMPARE(image.size(), expected.size());
+        const QString difference = firstDifference(image, screenRegion(expected, m_dir.path()));
+        QVERIFY2(difference.isEmpty(), qPrintable(difference));
+    }
+
+    // Copy, save and upload on: the link on the clipboard, the file saved, a history record,
+    // and a notification whose click opens the link. When the host fails nothing is lost: the
+    // file is saved and the image copied.
+    void deliversEverywhere_data()
+    {
+        QTest::addColumn<bool>("hostFails");
+        QTest::newRow("uploaded") << false;
+        QTest::newRow("the host fails") << true;
+    }
+    void deliversEverywhere()
+    {
+        QFETCH(bool, hostFails);
+        if (hostFails)
+            setCatboxFault("500\n\nInternal error");
+        const auto [exitCode, output]
+            = select({QStringLiteral("--copy"), QStringLiteral("--save"), QStringLiteral("--upload")}, {300, 200},
+                {QStringLiteral("mousedown 1"), QStringLiteral("mousemove 400 250"),
+                    QStringLiteral("mousemove 600 350"), QStringLiteral("mouseup 1")});
+        setCatboxFault({});
+        QCOMPARE(exitCode, hostFails ? 1 : 0);
+        QCOMPARE(output.size(), hostFails ? 1 : 2);
+        QCOMPARE(QImage(output.at(0)).size(), QSize(300, 150));
+        QVERIFY(QTest::qWaitFor([] { return !lastNotify().isEmpty(); }, 10'000));
+        if (hostFails) {
+            QCOMPARE(QImage::fromData(pasted(QStringLiteral("image/png"))).size(), QSize(300, 150));
+            return;
+        }
+
+        const QString link = output.at(1);
+        QVERIFY(link.startsWith(QLatin1String("https://files.catbox.moe/")));
+        QCOMPARE(pasted(QStringLiteral("text/plain")), link.toUtf8());
+        QProcess uploads;
+        uploads.start(QStringLiteral(QORVEL_EXECUTABLE), {QStringLiteral("uploads")});
+        QVERIFY(uploads.waitForFinished(30'000));
+        QVERIFY(uploads.readAllStandardOutput().contains(link.toUtf8()));
+        // The user clicks the notification: dunst runs its default action.
+        QCOMPARE(QProcess::execute(QStringLiteral("dunstctl"), {QStringLiteral("action"), QStringLiteral("0")}), 0);
+        QVERIFY(QTest::qWaitFor([this] { return QFile::exists(opened()); }, 10'000));
+        QFile file(opened());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(file.readAll()), link);
+        QProcess::execute(QStringLiteral("dunstctl"), {QStringLiteral("close-all")});
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_Selection)
+#include "tst_Selection.moc"

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRect>
+#include <QString>
+#include <QTest>
+
+// What the end-to-end tests read back from the harness's services.
+
+// The clipboard's content of `type`, as another program pastes it; empty when there is none.
+inline QByteArray pasted(const QString &type)
+{
+    QProcess xclip;
+    xclip.start(QStringLiteral("xclip"),
+        {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), type, QStringLiteral("-o")});
+    // Events go on meanwhile: the owner of the clipboard may be this very process.
+    if (!QTest::qWaitFor([&xclip] { return xclip.state() == QProcess::NotRunning; }, 10'000))
+        return QByteArray();
+    return xclip.exitCode() == 0 ? xclip.readAllStandardOutput() : QByteArray();
+}
+
+// The last Notify call the session bus carried (app name, id, icon, summary, body, actions,
+// hints, timeout); empty before the first.
+inline QJsonArray lastNotify()
+{
+    QFile log(qEnvironmentVariable("QORVEL_SESSION_NOTIFICATIONS_LOG"));
+    QJsonArray last;
+    if (log.open(QIODevice::ReadOnly)) {
+        while (!log.atEnd()) {
+            const QJsonObject message = QJsonDocument::fromJson(log.readLine()).object();
+            if (message[QLatin1String("member")].toString() == QLatin1String("Notify"))
+                last = message[QLatin1String("payload")].toObject()[QLatin1String("data")].toArray();
+        }
+    }
+    return last;
+}
+
+// Makes the Catbox stand-in answer every request with `fault` ("STATUS\nHEADERS\nBODY"), or
+// answer normally again when it is empty.
+inline void setCatboxFault(const QByteArray &fault)
+{
+    const QString path = QDir(qEnvironmentVariable("CATBOX_STUB_DIR")).filePath(QStringLiteral("fault"));
+    if (fault.isEmpty()) {
+        QFile::remove(path);
+        return;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(fault) != fault.size())
+        qFatal("cannot set the stand-in's fault");
+}
+
+// The screen's pixels in `pixels`, read by another program (ImageMagick) as the reference.
+inline QImage screenRegion(const QRect &pixels, const QString &folder)
+{
+    const QString file = QDir(folder).filePath(QStringLiteral("reference.png"));
+    QFile::remove(file);
+    const int status = QProcess::execute(QStringLiteral("/usr/bin/import"),
+        {QStringLiteral("-window"), QStringLiteral("root"), QStringLiteral("-crop"),
+            QStringLiteral("%1x%2+%3+%4").arg(pixels.width()).arg(pixels.height()).arg(pixels.x()).arg(pixels.y()),
+            QStringLiteral("+repage"), file});
+    return status == 0 ? QImage(file).convertToFormat(QImage::Format_RGB32) : QImage();
+}
+
+// The first pixel that differs, ignoring alpha, or an empty string when the pictures match.
+inline QString firstDifference(const QImage &actual, const QImage &expected)
+{
+    if (actual.size() != expected.size())
+        return QStringLiteral("sizes differ");
+    const QImage a = actual.convertToFormat(QImage::Format_RGB32);
+    const QImage b = expected.convertToFormat(QImage::Format_RGB32);
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width(); ++x)
+            if ((a.pixel(x, y) & 0xffffff) != (b.pixel(x, y) & 0xffffff))
+                return QStringLiteral("pixel %1,%2: %3 instead of %4")
+                    .arg(x)
+                    .arg(y)
+                    .arg(a.pixel(x, y), 0, 16)
+                    .arg(b.pixel(x, y), 0, 16);
+    return {};
+}
