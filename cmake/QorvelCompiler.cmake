@@ -6,7 +6,9 @@ if(QORVEL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 add_library(qorvel_compile_options INTERFACE)
-target_compile_options(qorvel_compile_options INTERFACE -Wall -Wextra -Wpedantic)
+# Qt's own headers come in as system headers, so these hold our code alone to them.
+target_compile_options(qorvel_compile_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast)
 if(QORVEL_WERROR)
     target_compile_options(qorvel_compile_options INTERFACE -Werror)
 endif()

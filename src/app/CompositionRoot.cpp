@@ -189,8 +189,8 @@ Result<CaptureServices> CompositionRoot::makeCaptureServices(Desk desk)
     // Element snapping only while accessibility is on; otherwise clicks choose windows.
     services.selector = std::make_unique<OverlayTargetSelector>(live, []() -> std::unique_ptr<ElementFinder> {
         return AtspiElementFinder::create(QDBusConnection::sessionBus(), [](QPointF point) {
-            const QScreen *screen = QGuiApplication::screenAt(point.toPoint());
-            return screen ? screen->devicePixelRatio() : 1.0;
+            const QScreen *shown = QGuiApplication::screenAt(point.toPoint());
+            return shown ? shown->devicePixelRatio() : 1.0;
         });
     });
     services.screenshots

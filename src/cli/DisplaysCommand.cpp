@@ -1,5 +1,6 @@
 #include "DisplaysCommand.h"
 
+#include "ErrorOutput.h"
 #include "ScreenCapturePlatform.h"
 
 #include <QTextStream>
@@ -7,10 +8,8 @@
 int DisplaysCommand::run(ScreenCapturePlatform &platform, QTextStream &output, QTextStream &errors)
 {
     const Result<ScreenContent> content = platform.shareableContent();
-    if (!content) {
-        errors << "qorvel: " << content.error().message << '\n';
-        return 1;
-    }
+    if (!content)
+        return printError(errors, content.error().message);
     for (const ScreenDisplay &display : content->displays) {
         const QRectF &frame = display.frame;
         output << display.id << '\t' << frame.x() << ',' << frame.y() << ' ' << frame.width() << 'x' << frame.height()

@@ -1,5 +1,6 @@
 #include "UploadsCommand.h"
 
+#include "ErrorOutput.h"
 #include "UploadError.h"
 #include "UploadHistory.h"
 
@@ -47,15 +48,11 @@ int UploadsCommand::remove(
     const QString &wanted, UploadHistory &history, Uploader &uploader, QTextStream &output, QTextStream &errors)
 {
     const std::optional<UploadRecord> record = find(history, wanted);
-    if (!record) {
-        errors << "qorvel: no upload '" << wanted << "' in the list (see 'qorvel uploads')\n";
-        return 1;
-    }
+    if (!record)
+        return printError(errors, QStringLiteral("no upload '%1' in the list (see 'qorvel uploads')").arg(wanted));
     // Catbox would refuse it anyway; asking it would only cost a round trip.
-    if (!record->deletable) {
-        errors << "qorvel: " << UploadError::deletionUnavailable(record->host).description() << '\n';
-        return 1;
-    }
+    if (!record->deletable)
+        return printError(errors, UploadError::deletionUnavailable(record->host).description());
     std::optional<Result<void>> result;
     QEventLoop loop;
     uploader.remove(record->remoteName, [&result, &loop](Result<void> done) {
@@ -64,10 +61,8 @@ int UploadsCommand::remove(
     });
     if (!result)
         loop.exec();
-    if (!result->ok()) {
-        errors << "qorvel: " << result->error().message << '\n';
-        return 1;
-    }
+    if (!result->ok())
+        return printError(errors, result->error().message);
     history.remove(record->id);
     output << "Deleted " << record->url.toString() << '\n';
     return 0;

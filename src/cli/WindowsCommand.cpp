@@ -1,5 +1,6 @@
 #include "WindowsCommand.h"
 
+#include "ErrorOutput.h"
 #include "WindowFilter.h"
 
 #include <QCoreApplication>
@@ -9,10 +10,8 @@
 int WindowsCommand::run(WindowListSource &source, QTextStream &output, QTextStream &errors)
 {
     const Result<QList<WindowListEntry>> entries = source.windowList();
-    if (!entries) {
-        errors << "qorvel: " << entries.error().message << '\n';
-        return 1;
-    }
+    if (!entries)
+        return printError(errors, entries.error().message);
     QHash<quint32, QString> applications;
     for (const WindowListEntry &entry : *entries)
         applications.insert(entry.id, entry.applicationId.value_or(QString()));

@@ -303,9 +303,9 @@ void CaptureOutput::uploadRecording(std::shared_ptr<RecordingJob> job)
 
 void CaptureOutput::finishRecording(std::shared_ptr<RecordingJob> job)
 {
-    DeliveryOutcome &outcome = job->outcome;
-    const bool copyFile = !outcome.uploaded() && job->actions.copy;
-    const bool fallback = outcome.uploadRan && !outcome.uploaded() && !job->actions.save;
+    const bool uploaded = job->outcome.uploaded();
+    const bool copyFile = !uploaded && job->actions.copy;
+    const bool fallback = job->outcome.uploadRan && !uploaded && !job->actions.save;
     const QString saveFolder = m_services.preferences.folder(PreferenceKey::videoSaveFolderPath);
     const QString staging = m_services.staging.recordings();
     // The fallback move comes before the copy, so that what the clipboard points at is where

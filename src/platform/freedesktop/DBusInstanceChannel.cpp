@@ -144,8 +144,8 @@ void DBusInstanceChannel::runInPrimary(QDBusConnection bus, const ForwardedComma
     const CommandAnswer silent{1, {}, QStringLiteral("qorvel: Qorvel is already running but did not answer.\n")};
 
     QObject::connect(
-        watcher, &QDBusPendingCallWatcher::finished, watcher, [answerOnce, silent](QDBusPendingCallWatcher *call) {
-            const QDBusMessage answer = call->reply();
+        watcher, &QDBusPendingCallWatcher::finished, watcher, [answerOnce, silent](QDBusPendingCallWatcher *pending) {
+            const QDBusMessage answer = pending->reply();
             if (answer.type() == QDBusMessage::ReplyMessage && answer.arguments().size() == 3) {
                 const int status = answer.arguments().at(0).toInt();
                 if (status == CommandAnswer::notServed)
@@ -156,7 +156,7 @@ void DBusInstanceChannel::runInPrimary(QDBusConnection bus, const ForwardedComma
                 return;
             }
             // Nobody owns the name, or its owner does not know the call: the command runs here.
-            const QDBusError::ErrorType error = call->error().type();
+            const QDBusError::ErrorType error = pending->error().type();
             if (error == QDBusError::ServiceUnknown || error == QDBusError::UnknownMethod
                 || error == QDBusError::UnknownObject || error == QDBusError::UnknownInterface)
                 answerOnce(std::nullopt);

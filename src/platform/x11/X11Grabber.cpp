@@ -49,8 +49,8 @@ struct X11Grabber::SegmentPool
         size_t bytes = 0;
     };
 
-    explicit SegmentPool(std::shared_ptr<X11Connection> connection)
-        : connection(std::move(connection))
+    explicit SegmentPool(std::shared_ptr<X11Connection> x11)
+        : connection(std::move(x11))
     {
     }
     ~SegmentPool()
