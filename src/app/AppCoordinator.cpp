@@ -60,7 +60,7 @@ InstanceChannel::Cancel AppCoordinator::serveCommand(const ForwardedCommand &com
         reply({CommandAnswer::notServed, {}, services.error().message});
         return {};
     }
-    return m_commands->run(command, std::move(reply));
+    return m_commands->run(command, reply);
 }
 
 void AppCoordinator::showSettings()

@@ -91,7 +91,7 @@ void CaptureCommands::run(const Invocation &invocation, int &argc, char **argv)
     std::unique_ptr<QGuiApplication> app = screenshot.select ? std::make_unique<QApplication>(argc, argv)
                                                              : std::make_unique<QGuiApplication>(argc, argv);
     // The overlay's windows close before the capture is delivered.
-    QGuiApplication::setQuitOnLastWindowClosed(false);
+    app->setQuitOnLastWindowClosed(false);
     QTextStream errors(stderr);
     const int status = runCommand(root, invocation, errors);
 

@@ -16,7 +16,7 @@ bool InstanceCommands::servable(const Invocation &invocation)
     return invocation.action == Invocation::Action::screenshot && !invocation.screenshot.toCaller();
 }
 
-InstanceChannel::Cancel InstanceCommands::run(const ForwardedCommand &command, InstanceChannel::Reply reply)
+InstanceChannel::Cancel InstanceCommands::run(const ForwardedCommand &command, const InstanceChannel::Reply &reply)
 {
     Invocation invocation = CommandLine::parse(command.arguments);
     if (!servable(invocation)) {

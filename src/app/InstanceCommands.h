@@ -18,7 +18,7 @@ public:
     // instance serves. Every other command runs in the calling process.
     static bool servable(const Invocation &invocation);
 
-    InstanceChannel::Cancel run(const ForwardedCommand &command, InstanceChannel::Reply reply);
+    InstanceChannel::Cancel run(const ForwardedCommand &command, const InstanceChannel::Reply &reply);
 
 private:
     ScreenshotService &m_screenshots;

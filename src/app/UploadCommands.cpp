@@ -33,7 +33,7 @@ QString readSecretLine()
         silent.c_lflag &= ~tcflag_t(ECHO);
         ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
     }
-    const QString line = input.readLine();
+    QString line = input.readLine();
     if (quiet)
         ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
     QTextStream(stderr) << '\n';

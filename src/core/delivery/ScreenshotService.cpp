@@ -100,10 +100,10 @@ void ScreenshotService::cancel(Ticket ticket)
         cancelSelection();
 }
 
-ScreenshotService::Ticket ScreenshotService::take(ScreenshotRequest request, Completion done)
+ScreenshotService::Ticket ScreenshotService::take(const ScreenshotRequest &request, const Completion &done)
 {
     const Ticket ticket = ++m_lastTicket;
-    m_waiting.insert(ticket, std::move(done));
+    m_waiting.insert(ticket, done);
 
     if (!request.select) {
         const Result<CaptureTarget> target = chooseTarget(request, m_parts.screen);
@@ -132,7 +132,7 @@ ScreenshotService::Ticket ScreenshotService::take(ScreenshotRequest request, Com
 
     m_selecting = ticket;
     m_parts.selector.select(m_parts.preferences.boolValue(PreferenceKey::showMagnifier),
-        [this, ticket, request](Result<std::optional<TargetSelector::Selection>> chosen) {
+        [this, ticket, request](const Result<std::optional<TargetSelector::Selection>> &chosen) {
             if (m_selecting == ticket)
                 m_selecting = 0;
             if (!chosen) {
@@ -212,11 +212,11 @@ void ScreenshotService::deliver(
                     if (request.toCaller()) {
                         ScreenshotOutcome outcome;
                         outcome.kind = ScreenshotOutcome::Kind::encoded;
-                        outcome.encoded = std::move(*data);
+                        outcome.encoded = std::move(data).value();
                         self->complete(ticket, std::move(outcome));
                         return;
                     }
-                    shot.data = std::move(*data);
+                    shot.data = std::move(data).value();
                     handOver(std::move(shot));
                 },
                 Qt::QueuedConnection);

@@ -49,7 +49,7 @@ public:
 
     // A request that selects while a selection is open closes that one first (it completes as
     // cancelled) and then opens its own.
-    Ticket take(ScreenshotRequest request, Completion done);
+    Ticket take(const ScreenshotRequest &request, const Completion &done);
     // The caller has gone: a selection it waits for closes; a capture already chosen is still
     // delivered (the user made it; nothing is lost), but reports to no one.
     void cancel(Ticket ticket);

@@ -123,7 +123,7 @@ void DBusInstanceChannel::Run(
         requesterLeft();
 }
 
-void DBusInstanceChannel::runInPrimary(QDBusConnection bus, const ForwardedCommand &command, Answered done)
+void DBusInstanceChannel::runInPrimary(const QDBusConnection &bus, const ForwardedCommand &command, Answered done)
 {
     if (!bus.isConnected()) {
         done(std::nullopt);

@@ -29,7 +29,7 @@ public:
     // likes there (a selection waits for the user), but the instance is pinged meanwhile: one
     // that stops answering (frozen, or gone) ends the wait with an error.
     using Answered = std::function<void(std::optional<CommandAnswer>)>;
-    static void runInPrimary(QDBusConnection bus, const ForwardedCommand &command, Answered done);
+    static void runInPrimary(const QDBusConnection &bus, const ForwardedCommand &command, Answered done);
 
 public Q_SLOTS:
     Q_SCRIPTABLE void Reopen();

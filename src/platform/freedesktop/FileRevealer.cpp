@@ -15,7 +15,7 @@ constexpr int showItemsTimeoutMs = 10000;
 
 } // namespace
 
-void FileRevealer::reveal(QDBusConnection bus, const QString &path)
+void FileRevealer::reveal(const QDBusConnection &bus, const QString &path)
 {
     const QFileInfo file(path);
     if (!file.exists())

@@ -9,5 +9,5 @@
 class FileRevealer
 {
 public:
-    static void reveal(QDBusConnection bus, const QString &path);
+    static void reveal(const QDBusConnection &bus, const QString &path);
 };

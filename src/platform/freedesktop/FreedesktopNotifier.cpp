@@ -143,7 +143,7 @@ QString FreedesktopNotifier::writeThumbnail(const NotificationRequest &request)
     const QByteArray &png = *made;
 
     // Exclusive and private: the folder is shared with every user and program on the machine.
-    const QString path = QDir(m_temporaryFolder)
+    QString path = QDir(m_temporaryFolder)
                              .absoluteFilePath(QLatin1String("qorvel-thumb-")
                                  + QUuid::createUuid().toString(QUuid::WithoutBraces) + QLatin1String(".png"));
     QFile file(path);

@@ -263,6 +263,9 @@ Result<Bitmap> scaled(const AVFrame *frame, QSize size)
 
 } // namespace
 
+// Unmangled so the loader finds it by name; the loader is built from the same sources, so the
+// C++ types on both sides agree.
+// NOLINTNEXTLINE(clang-diagnostic-return-type-c-linkage)
 extern "C" __attribute__((visibility("default"))) Result<Bitmap> qorvelMediaFirstFrame(
     const QString &path, QSize maxSize)
 {

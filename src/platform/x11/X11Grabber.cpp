@@ -151,7 +151,8 @@ Result<Bitmap> X11Grabber::grabShm(xcb_drawable_t drawable, const QRect &rect, B
         if (id < 0)
             return grabError(QLatin1String("shm: shmget: ") + QString::fromLocal8Bit(std::strerror(errno)));
         void *memory = shmat(id, nullptr, SHM_RDONLY);
-        if (memory == reinterpret_cast<void *>(-1)) {
+        // shmat reports failure as the address -1.
+        if (memory == reinterpret_cast<void *>(-1)) { // NOLINT(performance-no-int-to-ptr)
             shmctl(id, IPC_RMID, nullptr);
             return grabError(QLatin1String("shm: shmat: ") + QString::fromLocal8Bit(std::strerror(errno)));
         }

@@ -164,7 +164,8 @@ void SelectionOverlayController::elementsFound(quint64 serial, const QList<QRect
     const auto request = m_elementRequests.constFind(serial);
     if (request == m_elementRequests.cend() || !isOpen())
         return;
-    const ElementRequest asked = *request;
+    // A copy: the loop below erases the request from the hash.
+    const ElementRequest asked = *request; // NOLINT(performance-unnecessary-copy-initialization)
     for (auto it = m_elementRequests.begin(); it != m_elementRequests.end();)
         it = it.key() <= serial ? m_elementRequests.erase(it) : std::next(it);
     if (!asked.view)

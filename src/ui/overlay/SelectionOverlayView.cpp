@@ -239,7 +239,9 @@ void SelectionOverlayView::drawMagnifier(QPainter &painter, const QPointF &point
     }
     painter.restore();
 
-    const double middle = (MagnifierGeometry::cells / 2) * MagnifierGeometry::cellSize;
+    // The cell under the pointer: the grid has an odd number of cells, so this is its middle.
+    const int middleCell = MagnifierGeometry::cells / 2;
+    const double middle = middleCell * MagnifierGeometry::cellSize;
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(accent(), 1.5));
     painter.drawRect(QRectF(
