@@ -144,7 +144,7 @@ void CaptureOutput::deliverScreenshot(Screenshot screenshot, Completion done)
     saveScreenshot(job);
 }
 
-void CaptureOutput::saveScreenshot(std::shared_ptr<ScreenshotJob> job)
+void CaptureOutput::saveScreenshot(const std::shared_ptr<ScreenshotJob> &job)
 {
     const Screenshot &shot = job->screenshot;
     if (!shot.actions.save || !shot.data) {
@@ -161,7 +161,7 @@ void CaptureOutput::saveScreenshot(std::shared_ptr<ScreenshotJob> job)
             }
             return writeNamed(folder, false, baseName, fileExtension(shot.format), *shot.data);
         },
-        [this, job](Result<QString> saved) {
+        [this, job](const Result<QString> &saved) {
             if (saved)
                 job->outcome.savedPath = *saved;
             else
@@ -170,7 +170,7 @@ void CaptureOutput::saveScreenshot(std::shared_ptr<ScreenshotJob> job)
         });
 }
 
-void CaptureOutput::uploadScreenshot(std::shared_ptr<ScreenshotJob> job)
+void CaptureOutput::uploadScreenshot(const std::shared_ptr<ScreenshotJob> &job)
 {
     const Screenshot &shot = job->screenshot;
     if (!shot.actions.upload || !shot.data) {
@@ -179,7 +179,7 @@ void CaptureOutput::uploadScreenshot(std::shared_ptr<ScreenshotJob> job)
     }
     job->outcome.uploadRan = true;
     const auto uploadFrom = [this, job](const QString &path) {
-        upload(path, [this, job](Result<UploadResult> result) {
+        upload(path, [this, job](const Result<UploadResult> &result) {
             if (result) {
                 job->outcome.link = result->url;
                 m_services.history.add(
@@ -200,7 +200,7 @@ void CaptureOutput::uploadScreenshot(std::shared_ptr<ScreenshotJob> job)
     offMainThread(
         [folder = m_services.staging.uploads(), baseName = job->baseName, data = *shot.data,
             extension = fileExtension(shot.format)]() { return writeNamed(folder, true, baseName, extension, data); },
-        [this, job, uploadFrom](Result<QString> staged) {
+        [this, job, uploadFrom](const Result<QString> &staged) {
             if (!staged) {
                 job->outcome.uploadError = staged.error().message;
                 finishScreenshot(job);
@@ -211,7 +211,7 @@ void CaptureOutput::uploadScreenshot(std::shared_ptr<ScreenshotJob> job)
         });
 }
 
-void CaptureOutput::finishScreenshot(std::shared_ptr<ScreenshotJob> job)
+void CaptureOutput::finishScreenshot(const std::shared_ptr<ScreenshotJob> &job)
 {
     Screenshot &shot = job->screenshot;
     DeliveryOutcome &outcome = job->outcome;
@@ -241,7 +241,7 @@ void CaptureOutput::finishScreenshot(std::shared_ptr<ScreenshotJob> job)
         [folder, baseName = job->baseName, data = *shot.data, extension = fileExtension(shot.format)]() {
             return writeNamed(folder, false, baseName, extension, data);
         },
-        [job, notify](Result<QString> saved) {
+        [job, notify](const Result<QString> &saved) {
             // A failed fallback only loses the line that would have named the file.
             if (saved)
                 job->outcome.savedPath = *saved;
@@ -263,14 +263,14 @@ void CaptureOutput::deliverRecording(const QString &file, Completion done)
     placeRecording(job);
 }
 
-void CaptureOutput::placeRecording(std::shared_ptr<RecordingJob> job)
+void CaptureOutput::placeRecording(const std::shared_ptr<RecordingJob> &job)
 {
     const bool save = job->actions.save;
     const QString folder
         = save ? m_services.preferences.folder(PreferenceKey::videoSaveFolderPath) : m_services.staging.recordings();
     offMainThread([file = job->file, folder, save,
                       baseName = job->baseName]() { return moveNamed(file, folder, !save, baseName); },
-        [this, job, save](Result<QString> moved) {
+        [this, job, save](const Result<QString> &moved) {
             if (moved) {
                 job->file = *moved;
                 if (save)
@@ -282,14 +282,14 @@ void CaptureOutput::placeRecording(std::shared_ptr<RecordingJob> job)
         });
 }
 
-void CaptureOutput::uploadRecording(std::shared_ptr<RecordingJob> job)
+void CaptureOutput::uploadRecording(const std::shared_ptr<RecordingJob> &job)
 {
     if (!job->actions.upload) {
         finishRecording(job);
         return;
     }
     job->outcome.uploadRan = true;
-    upload(job->file, [this, job](Result<UploadResult> result) {
+    upload(job->file, [this, job](const Result<UploadResult> &result) {
         if (result) {
             job->outcome.link = result->url;
             m_services.history.add(
@@ -301,7 +301,7 @@ void CaptureOutput::uploadRecording(std::shared_ptr<RecordingJob> job)
     });
 }
 
-void CaptureOutput::finishRecording(std::shared_ptr<RecordingJob> job)
+void CaptureOutput::finishRecording(const std::shared_ptr<RecordingJob> &job)
 {
     const bool uploaded = job->outcome.uploaded();
     const bool copyFile = !uploaded && job->actions.copy;
@@ -326,7 +326,7 @@ void CaptureOutput::finishRecording(std::shared_ptr<RecordingJob> job)
                 QFile::remove(placed);
             return {placed, movedToFolder};
         },
-        [this, job, copyFile](std::pair<QString, bool> placed) {
+        [this, job, copyFile](const std::pair<QString, bool> &placed) {
             DeliveryOutcome &outcome = job->outcome;
             job->file = placed.first;
             if (placed.second)

@@ -73,12 +73,12 @@ private:
     struct ScreenshotJob;
     struct RecordingJob;
 
-    void saveScreenshot(std::shared_ptr<ScreenshotJob> job);
-    void uploadScreenshot(std::shared_ptr<ScreenshotJob> job);
-    void finishScreenshot(std::shared_ptr<ScreenshotJob> job);
-    void placeRecording(std::shared_ptr<RecordingJob> job);
-    void uploadRecording(std::shared_ptr<RecordingJob> job);
-    void finishRecording(std::shared_ptr<RecordingJob> job);
+    void saveScreenshot(const std::shared_ptr<ScreenshotJob> &job);
+    void uploadScreenshot(const std::shared_ptr<ScreenshotJob> &job);
+    void finishScreenshot(const std::shared_ptr<ScreenshotJob> &job);
+    void placeRecording(const std::shared_ptr<RecordingJob> &job);
+    void uploadRecording(const std::shared_ptr<RecordingJob> &job);
+    void finishRecording(const std::shared_ptr<RecordingJob> &job);
 
     // Runs `work` on the thread pool and `then` with its result back on this object's thread.
     template <typename Work, typename Then> void offMainThread(Work work, Then then);

@@ -42,7 +42,7 @@ public:
     // The MIME type of the file's extension, or application/octet-stream when it has none.
     static QString contentType(const QString &filePath);
 
-    static constexpr qint64 chunkSize = 1024 * 1024;
+    static constexpr qint64 chunkSize = qint64(1024) * 1024;
 
 private:
     QString m_boundary;

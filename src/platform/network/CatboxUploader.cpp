@@ -54,7 +54,8 @@ void CatboxUploader::upload(const QString &filePath, Progress progress, UploadCo
     }
     const bool deletable = m_userhash.has_value();
     send(CatboxProtocol::uploadFields(m_userhash), FilePart{QLatin1String(CatboxProtocol::fileField), filePath},
-        std::move(progress), [deletable, completion = std::move(completion)](Result<CatboxProtocol::Answer> answer) {
+        progress,
+        [deletable, completion = std::move(completion)](const Result<CatboxProtocol::Answer> &answer) {
             if (!answer)
                 completion(answer.error());
             else
@@ -69,7 +70,7 @@ void CatboxUploader::remove(const QString &remoteName, RemoveCompletion completi
         return;
     }
     send(CatboxProtocol::deleteFields(*m_userhash, remoteName), std::nullopt, {},
-        [completion = std::move(completion)](Result<CatboxProtocol::Answer> answer) {
+        [completion = std::move(completion)](const Result<CatboxProtocol::Answer> &answer) {
             if (!answer)
                 completion(answer.error());
             else
@@ -77,8 +78,8 @@ void CatboxUploader::remove(const QString &remoteName, RemoveCompletion completi
         });
 }
 
-void CatboxUploader::send(
-    const QList<FormField> &fields, const std::optional<FilePart> &file, Progress progress, AnswerCompletion completion)
+void CatboxUploader::send(const QList<FormField> &fields, const std::optional<FilePart> &file, const Progress &progress,
+    AnswerCompletion completion)
 {
     const MultipartBody multipart(MultipartBody::newBoundary());
     const Result<QString> bodyPath = multipart.write(fields, file, m_options.bodyDirectory);

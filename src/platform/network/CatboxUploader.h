@@ -32,7 +32,7 @@ public:
 
 private:
     using AnswerCompletion = std::function<void(Result<CatboxProtocol::Answer>)>;
-    void send(const QList<FormField> &fields, const std::optional<FilePart> &file, Progress progress,
+    void send(const QList<FormField> &fields, const std::optional<FilePart> &file, const Progress &progress,
         AnswerCompletion completion);
 
     QNetworkAccessManager &m_network;
