@@ -54,8 +54,7 @@ void CatboxUploader::upload(const QString &filePath, Progress progress, UploadCo
     }
     const bool deletable = m_userhash.has_value();
     send(CatboxProtocol::uploadFields(m_userhash), FilePart{QLatin1String(CatboxProtocol::fileField), filePath},
-        progress,
-        [deletable, completion = std::move(completion)](const Result<CatboxProtocol::Answer> &answer) {
+        progress, [deletable, completion = std::move(completion)](const Result<CatboxProtocol::Answer> &answer) {
             if (!answer)
                 completion(answer.error());
             else
