@@ -52,6 +52,9 @@ std::optional<quint32> parseId(const QString &text)
     return ok ? std::optional<quint32>(id) : std::nullopt;
 }
 
+// No display is a million points across; a number beyond that is a typo, not a coordinate.
+constexpr double largestCoordinate = 1e6;
+
 std::optional<QRectF> parseArea(const QString &text)
 {
     const QStringList parts = text.split(QLatin1Char(','));
@@ -61,7 +64,7 @@ std::optional<QRectF> parseArea(const QString &text)
     for (int i = 0; i < 4; ++i) {
         bool ok = false;
         values[i] = parts.at(i).trimmed().toDouble(&ok);
-        if (!ok || !std::isfinite(values[i]))
+        if (!ok || !std::isfinite(values[i]) || std::abs(values[i]) > largestCoordinate)
             return std::nullopt;
     }
     return QRectF(values[0], values[1], values[2], values[3]);
@@ -123,7 +126,7 @@ Invocation parseScreenshot(const QStringList &arguments)
     if (parser.isSet(quality)) {
         bool ok = false;
         options.quality = parser.value(quality).toDouble(&ok);
-        if (!ok || !std::isfinite(*options.quality))
+        if (!ok || !(*options.quality >= 0.0 && *options.quality <= 1.0))
             return usageError(QStringLiteral("--quality takes a number from 0 to 1"));
     }
     options.outputPath = parser.value(output);

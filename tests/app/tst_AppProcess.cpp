@@ -229,6 +229,12 @@ private Q_SLOTS:
                                         << QStringLiteral("qorvel: unknown option '--frobnicate'");
         QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")} << 2
                                          << QStringLiteral("qorvel: unknown command 'frobnicate'");
+        // Numbers no screen has are typos, refused before anything is allocated for them.
+        QTest::newRow("area beyond any screen")
+            << QStringList{QStringLiteral("screenshot"), QStringLiteral("--area"), QStringLiteral("0,0,1e300,1e300")}
+            << 2 << QStringLiteral("qorvel: --area takes X,Y,W,H in points");
+        QTest::newRow("quality above 1") << QStringList{QStringLiteral("screenshot"), QStringLiteral("--quality"),
+            QStringLiteral("7")} << 2 << QStringLiteral("qorvel: --quality takes a number from 0 to 1");
     }
 
     // With Qorvel running, the command's screenshot is taken by the running instance: the file

@@ -66,8 +66,11 @@ Result<CapturedStill> StillCapture::capture(const CaptureTarget &target, WindowS
     if (!display)
         return toError(CaptureError::displayNotFound);
 
-    const QRectF rect = isArea ? std::get<CaptureTarget::Area>(target.value()).rectInPoints
-                               : QRectF(QPointF(0, 0), display->frame.size());
+    // An area is in the display's own point space: what lies beyond the display is not on it,
+    // and is cut off before a pixel is counted or allocated.
+    const QRectF whole(QPointF(0, 0), display->frame.size());
+    const QRectF rect
+        = isArea ? std::get<CaptureTarget::Area>(target.value()).rectInPoints.normalized().intersected(whole) : whole;
     const PixelSize size = pixelSize(rect.size(), display->scale);
     if (isEmpty(size))
         return toError(CaptureError::emptySelection);

@@ -83,6 +83,10 @@ private Q_SLOTS:
         QTest::newRow("a sliver rounds up to a pixel")
             << CaptureTarget::area(9, QRectF(0, 0, 0.4, 10)) << QStringLiteral("display 9 0,0 0.4x10")
             << PixelSize{1, 20} << 2.0;
+        // Cut at the display's edge before anything is counted or allocated, however large.
+        QTest::newRow("an area beyond the display")
+            << CaptureTarget::area(9, QRectF(1200, 700, 1e300, 1e300)) << QStringLiteral("display 9 1200,700 80x100")
+            << PixelSize{160, 200} << 2.0;
         QTest::newRow("window takes the scale of most of it")
             << CaptureTarget::window(41) << QStringLiteral("window 41") << PixelSize{800, 600} << 2.0;
         QTest::newRow("half pixels round away from zero")
@@ -116,6 +120,8 @@ private Q_SLOTS:
             << CaptureTarget::area(8, QRectF(0, 0, 0, 0)) << CaptureError::displayNotFound;
         QTest::newRow("window closed") << CaptureTarget::window(43) << CaptureError::windowNotFound;
         QTest::newRow("empty area") << CaptureTarget::area(7, QRectF(5, 5, 0, 30)) << CaptureError::emptySelection;
+        QTest::newRow("an area off the display")
+            << CaptureTarget::area(7, QRectF(5000, 0, 100, 100)) << CaptureError::emptySelection;
         QTest::newRow("under half a pixel")
             << CaptureTarget::area(9, QRectF(0, 0, 0.2, 10)) << CaptureError::emptySelection;
     }
