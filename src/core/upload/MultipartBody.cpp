@@ -104,6 +104,14 @@ QString MultipartBody::contentType(const QString &filePath)
 Result<QString> MultipartBody::write(
     const QList<FormField> &fields, const std::optional<FilePart> &file, const QString &directory) const
 {
+    if (file) {
+        // Only a regular file has an end: /dev/zero would fill the disk, a FIFO would hang.
+        const QFileInfo source(file->filePath); // after symbolic links
+        if (source.exists() && !source.isFile()) {
+            return Error{source.isDir() ? QStringLiteral("Is a directory") : QStringLiteral("Not a regular file"),
+                QLatin1String("upload ") + file->filePath};
+        }
+    }
     const QString folder = directory.isEmpty() ? QDir::tempPath() : directory;
     BodyFile body(QDir(folder).filePath(QLatin1String("qorvel-upload-") + canonicalUuid()));
     if (Result<void> created = body.create(); !created)
@@ -125,12 +133,18 @@ Result<QString> MultipartBody::write(
         if (Result<void> written = body.append(header); !written)
             return written.error();
         QByteArray chunk(chunkSize, Qt::Uninitialized);
+        qint64 copied = 0;
         for (;;) {
             const qint64 count = source.read(chunk.data(), chunkSize);
             if (count < 0)
                 return Error{source.errorString(), QLatin1String("read ") + file->filePath};
             if (count == 0)
                 break;
+            copied += count;
+            if (file->admit) {
+                if (Result<void> admitted = file->admit(copied); !admitted)
+                    return admitted.error();
+            }
             if (Result<void> written = body.append(QByteArray::fromRawData(chunk.constData(), count)); !written)
                 return written.error();
         }

@@ -5,6 +5,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -13,6 +14,9 @@ struct FilePart
 {
     QString fieldName;
     QString filePath;
+    // Asked with the bytes copied so far: a file that grows while it is read must not pass a
+    // size limit it passed before. None admits any size.
+    std::function<Result<void>(qint64 copiedBytes)> admit;
 };
 
 using FormField = std::pair<QString, QString>;

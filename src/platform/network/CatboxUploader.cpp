@@ -53,8 +53,9 @@ void CatboxUploader::upload(const QString &filePath, Progress progress, UploadCo
         return;
     }
     const bool deletable = m_userhash.has_value();
-    send(CatboxProtocol::uploadFields(m_userhash), FilePart{QLatin1String(CatboxProtocol::fileField), filePath},
-        progress, [deletable, completion = std::move(completion)](const Result<CatboxProtocol::Answer> &answer) {
+    send(CatboxProtocol::uploadFields(m_userhash),
+        FilePart{QLatin1String(CatboxProtocol::fileField), filePath, &CatboxProtocol::checkSize}, progress,
+        [deletable, completion = std::move(completion)](const Result<CatboxProtocol::Answer> &answer) {
             if (!answer)
                 completion(answer.error());
             else

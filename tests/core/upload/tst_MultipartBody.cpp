@@ -89,7 +89,8 @@ private Q_SLOTS:
         const QString source = makeFile(name, content);
 
         const MultipartBody body(QStringLiteral("Qorvel-X"));
-        const Result<QString> written = body.write({}, FilePart{QStringLiteral("fileToUpload"), source}, bodyFolder());
+        const Result<QString> written
+            = body.write({}, FilePart{QStringLiteral("fileToUpload"), source, {}}, bodyFolder());
         QVERIFY(written.ok());
         // No fields: the body opens directly with the file part.
         QCOMPARE(readAll(*written),
@@ -97,13 +98,38 @@ private Q_SLOTS:
                 + "\"\r\nContent-Type: " + type.toUtf8() + "\r\n\r\n" + content + "\r\n--Qorvel-X--\r\n");
     }
 
-    void missingSourceLeavesNothing()
+    // A source that cannot be sent is refused in the system's words, before a body is written
+    // or half-way through it, and no body is left behind. /dev/zero reads as size 0 and never
+    // ends; a FIFO would block the read; a file larger than admitted may have grown since its
+    // size was checked.
+    void unusableSourcesLeaveNothing_data()
     {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("gone") << m_dir.filePath(QStringLiteral("gone.png")) << QStringLiteral("No such file");
+        QTest::newRow("a folder") << m_dir.path() << QStringLiteral("Is a directory");
+        QTest::newRow("a device") << QStringLiteral("/dev/zero") << QStringLiteral("Not a regular file");
+        QTest::newRow("a FIFO") << m_dir.filePath(QStringLiteral("fifo")) << QStringLiteral("Not a regular file");
+        QTest::newRow("larger than admitted")
+            << makeFile(QStringLiteral("big.bin"), QByteArray(3 << 20, 'b')) << QStringLiteral("too large");
+    }
+    void unusableSourcesLeaveNothing()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, message);
+        if (source.endsWith(QLatin1String("fifo")))
+            QVERIFY(QFile::exists(source) || ::mkfifo(QFile::encodeName(source).constData(), 0600) == 0);
         const MultipartBody body(MultipartBody::newBoundary());
         const Result<QString> written = body.write({{QStringLiteral("reqtype"), QStringLiteral("fileupload")}},
-            FilePart{QStringLiteral("fileToUpload"), m_dir.filePath(QStringLiteral("gone.png"))}, bodyFolder());
+            FilePart{QStringLiteral("fileToUpload"), source,
+                [](qint64 copied) -> Result<void> {
+                    if (copied > (2 << 20))
+                        return Error{QStringLiteral("too large"), {}};
+                    return {};
+                }},
+            bodyFolder());
         QVERIFY(!written.ok());
-        QVERIFY(written.error().message.contains(QLatin1String("No such file"), Qt::CaseInsensitive));
+        QVERIFY2(written.error().message.contains(message, Qt::CaseInsensitive), qPrintable(written.error().message));
         QCOMPARE(bodyFiles(), QStringList());
     }
 
