@@ -144,8 +144,8 @@ QString FreedesktopNotifier::writeThumbnail(const NotificationRequest &request)
 
     // Exclusive and private: the folder is shared with every user and program on the machine.
     QString path = QDir(m_temporaryFolder)
-                             .absoluteFilePath(QLatin1String("qorvel-thumb-")
-                                 + QUuid::createUuid().toString(QUuid::WithoutBraces) + QLatin1String(".png"));
+                       .absoluteFilePath(QLatin1String("qorvel-thumb-")
+                           + QUuid::createUuid().toString(QUuid::WithoutBraces) + QLatin1String(".png"));
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly, QFileDevice::ReadOwner | QFileDevice::WriteOwner))
         return {};
