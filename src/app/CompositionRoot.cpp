@@ -117,6 +117,12 @@ Result<std::unique_ptr<Uploader>> CompositionRoot::makeUploader(std::optional<QS
         m_network = std::make_unique<QNetworkAccessManager>();
     CatboxUploader::Options options;
     options.endpoint = *endpoint;
+    // A body can be 200 MB, and the temporary folder is often memory: bodies go to the private
+    // staging folder on disk, where the start-up purge also finds any a crash left behind.
+    if (const Result<void> staging = StagingFolders::makePrivate(m_stagingFolders.uploads()); staging)
+        options.bodyDirectory = m_stagingFolders.uploads();
+    else
+        qCWarning(lcApp) << "request bodies go to the temporary folder:" << staging.error().message;
     return std::unique_ptr<Uploader>(std::make_unique<CatboxUploader>(*m_network, std::move(userhash), options));
 }
 

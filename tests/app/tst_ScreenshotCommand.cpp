@@ -127,6 +127,23 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("x.png"))));
     }
 
+    // A full disk is reported in the system's words. The disk is a 16 KiB tmpfs in a mount
+    // namespace of the command's own.
+    void fullDiskSaysSo()
+    {
+        const QString folder = m_dir.filePath(QStringLiteral("full"));
+        QVERIFY(QDir().mkpath(folder));
+        QProcess process;
+        process.start(QStringLiteral("unshare"),
+            {QStringLiteral("-rm"), QStringLiteral("sh"), QStringLiteral("-c"),
+                QStringLiteral("mount -t tmpfs -o size=16k tmpfs \"$1\" && exec \"$2\" screenshot -o \"$1/shot.png\""),
+                QStringLiteral("sh"), folder, QStringLiteral(QORVEL_EXECUTABLE)});
+        QVERIFY(process.waitForFinished(30000));
+        QCOMPARE(process.exitCode(), 1);
+        const QString errors = QString::fromUtf8(process.readAllStandardError());
+        QVERIFY2(errors.contains(QLatin1String("No space left on device")), qPrintable(errors));
+    }
+
     void neverOverwritesAFile()
     {
         const QString file = m_dir.filePath(QStringLiteral("mine.png"));

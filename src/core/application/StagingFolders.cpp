@@ -3,6 +3,11 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 StagingFolders::StagingFolders(QString root)
@@ -18,6 +23,31 @@ QString StagingFolders::uploads() const
 QString StagingFolders::recordings() const
 {
     return QDir(m_root).filePath(QStringLiteral("Recordings"));
+}
+
+Result<void> StagingFolders::makePrivate(const QString &folder)
+{
+    const auto failed = [&folder](const char *step) {
+        return Error{QString::fromLocal8Bit(std::strerror(errno)) + QLatin1String(": ") + folder,
+            QLatin1String(step) + QLatin1Char(' ') + folder};
+    };
+    if (!QDir().mkpath(QFileInfo(folder).path()))
+        return Error{QStringLiteral("Couldn't create the folder %1.").arg(QFileInfo(folder).path()), folder};
+    const QByteArray name = QFile::encodeName(folder);
+    if (::mkdir(name.constData(), 0700) != 0 && errno != EEXIST)
+        return failed("mkdir");
+    // O_NOFOLLOW: a link in the folder's place fails here (ELOOP) instead of being chmodded.
+    const int fd = ::open(name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return failed("open");
+    const bool privateNow = ::fchmod(fd, 0700) == 0;
+    const int chmodError = errno;
+    ::close(fd);
+    if (!privateNow) {
+        errno = chmodError;
+        return failed("chmod");
+    }
+    return {};
 }
 
 int StagingFolders::purge(const QDateTime &now) const

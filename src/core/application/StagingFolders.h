@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Result.h"
+
 #include <QDateTime>
 #include <QString>
 
@@ -19,6 +21,11 @@ public:
 
     QString uploads() const;
     QString recordings() const;
+
+    // `folder` (one of the above) as it must be before a capture goes in: a real folder, mode
+    // 0700, created with its parents if need be. A symbolic link in its place is refused, not
+    // followed: its target's mode would be changed and the captures written there.
+    static Result<void> makePrivate(const QString &folder);
 
     // Removes every entry of both folders last modified before now - maxAge. Failures are
     // ignored: a file that cannot be removed now is tried again at the next start.

@@ -11,20 +11,16 @@
 #include <QPointer>
 #include <QThreadPool>
 
-#include <cerrno>
-#include <cstring>
-#include <sys/stat.h>
-
 namespace {
 
 Result<void> makeFolder(const QString &folder, bool privateToUser)
 {
+    // Staging folders hold captures nobody else should read before they are delivered.
+    if (privateToUser)
+        return StagingFolders::makePrivate(folder);
     if (!QDir().mkpath(folder))
         return Error{QStringLiteral("Couldn't create the folder %1.").arg(QDir::toNativeSeparators(folder)),
             QLatin1String("mkpath ") + folder};
-    // Staging folders hold captures nobody else should read before they are delivered.
-    if (privateToUser && ::chmod(QFile::encodeName(folder).constData(), 0700) != 0)
-        return Error{QString::fromLocal8Bit(std::strerror(errno)), QLatin1String("chmod ") + folder};
     return {};
 }
 
@@ -37,7 +33,8 @@ Result<QString> writeNamed(const QString &folder, bool privateToUser, const QStr
         return made.error();
     for (int attempt = 0;; ++attempt) {
         const QString path = FileNameTemplate::uniqueFilePath(folder, baseName, extension);
-        const Result<void> written = ExclusiveFile::write(path, data);
+        const Result<void> written = ExclusiveFile::write(
+            path, data, privateToUser ? ExclusiveFile::Access::privateToUser : ExclusiveFile::Access::shared);
         if (written)
             return path;
         if (attempt >= 3 || !QFileInfo::exists(path))

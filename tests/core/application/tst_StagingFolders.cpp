@@ -1,5 +1,7 @@
 #include "StagingFolders.h"
 
+#include "ExclusiveFile.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -75,6 +77,49 @@ private Q_SLOTS:
         QCOMPARE(staging.purge(now), 1);
         QVERIFY(!QDir(staging.uploads() + QLatin1String("/leftover")).exists());
         QVERIFY(QDir(staging.uploads()).exists());
+    }
+
+    // Captures wait in staging where only the user can read them: the folder 0700 and its
+    // files 0600, and a symbolic link in the folder's place is refused rather than followed
+    // and chmodded.
+    void stagingIsPrivate_data()
+    {
+        QTest::addColumn<QString>("before"); // "absent", "open" (0755) or "link"
+        QTest::newRow("created") << QStringLiteral("absent");
+        QTest::newRow("made private") << QStringLiteral("open");
+        QTest::newRow("a link in its place") << QStringLiteral("link");
+    }
+    void stagingIsPrivate()
+    {
+        QFETCH(QString, before);
+        QTemporaryDir root;
+        const StagingFolders staging(root.filePath(QStringLiteral("cache")));
+        const QString elsewhere = root.filePath(QStringLiteral("elsewhere"));
+        QVERIFY(QDir().mkpath(elsewhere) && QDir().mkpath(root.filePath(QStringLiteral("cache"))));
+        QVERIFY(::chmod(QFile::encodeName(elsewhere).constData(), 0755) == 0);
+        if (before == QLatin1String("open"))
+            QVERIFY(QDir().mkpath(staging.uploads())
+                && ::chmod(QFile::encodeName(staging.uploads()).constData(), 0755) == 0);
+        if (before == QLatin1String("link"))
+            QVERIFY(QFile::link(elsewhere, staging.uploads()));
+
+        const Result<void> made = StagingFolders::makePrivate(staging.uploads());
+        struct stat status = {};
+        if (before == QLatin1String("link")) {
+            QVERIFY(!made.ok());
+            QVERIFY(::stat(QFile::encodeName(elsewhere).constData(), &status) == 0);
+            QCOMPARE(status.st_mode & 0777, mode_t(0755));
+            return;
+        }
+        QVERIFY(made.ok());
+        QVERIFY(::lstat(QFile::encodeName(staging.uploads()).constData(), &status) == 0);
+        QCOMPARE(status.st_mode & 0777, mode_t(0700));
+        const QString file = staging.uploads() + QLatin1String("/shot.png");
+        QVERIFY(ExclusiveFile::write(file, "capture", ExclusiveFile::Access::privateToUser).ok());
+        QVERIFY(::stat(QFile::encodeName(file).constData(), &status) == 0);
+        QCOMPARE(status.st_mode & 0777, mode_t(0600));
+        // Never over a file that is there.
+        QVERIFY(!ExclusiveFile::write(file, "again").ok());
     }
 };
 
