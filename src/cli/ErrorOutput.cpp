@@ -1,10 +1,13 @@
 #include "ErrorOutput.h"
 
+#include "TerminalText.h"
+
 #include <QTextStream>
 
 int printError(QTextStream &errors, const QString &message)
 {
-    errors << "qorvel: " << message << '\n' << Qt::flush;
+    // Messages carry paths and servers' words, which may hold control characters.
+    errors << "qorvel: " << printableText(message) << '\n' << Qt::flush;
     return 1;
 }
 

@@ -1,6 +1,7 @@
 #include "ScreenshotCommand.h"
 
 #include "ErrorOutput.h"
+#include "TerminalText.h"
 
 #include <QTextStream>
 
@@ -31,9 +32,9 @@ CommandAnswer ScreenshotCommand::report(const ScreenshotOutcome &outcome)
     const DeliveryOutcome &delivered = outcome.delivery;
     QTextStream output(&answer.output);
     if (delivered.saved())
-        output << delivered.savedPath << '\n';
+        output << printableText(delivered.savedPath) << '\n';
     if (delivered.link)
-        output << delivered.link->toString() << '\n';
+        output << printableText(delivered.link->toString()) << '\n';
     output.flush();
 
     if (delivered.saveError)

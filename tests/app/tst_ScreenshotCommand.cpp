@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QImage>
 #include <QProcess>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -157,24 +158,29 @@ private Q_SLOTS:
         QCOMPARE(mine.readAll(), QByteArray("the user's own file"));
     }
 
+    // The preferences' folder and template; control characters in either never reach the
+    // terminal raw, and a NUL in the template does not cut the file's name short.
     void defaultsToTheFolderAndTemplate()
     {
-        const QString folder = m_dir.filePath(QStringLiteral("Shots"));
-        QDir().mkpath(m_dir.filePath(QStringLiteral("config/qorvel")));
-        QFile config(m_dir.filePath(QStringLiteral("config/qorvel/qorvel.conf")));
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write("[General]\nscreenshotSaveFolderPath=" + QFile::encodeName(folder)
-            + "\nfileNameTemplate=shot {yyyy}\nscreenshotFormat=jpeg\n");
-        config.close();
+        const QString folder = m_dir.filePath(QStringLiteral("Shots\x1b[7m"));
+        const QString configFile = m_dir.filePath(QStringLiteral("config/qorvel/qorvel.conf"));
+        {
+            QSettings config(configFile, QSettings::IniFormat);
+            config.setValue(QStringLiteral("screenshotSaveFolderPath"), folder);
+            config.setValue(QStringLiteral("fileNameTemplate"),
+                QString(QStringLiteral("shot") + QChar(0) + QStringLiteral(" {yyyy}")));
+            config.setValue(QStringLiteral("screenshotFormat"), QStringLiteral("jpeg"));
+        }
 
         const Run run = qorvel({});
         QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
-        const QString path = QString::fromUtf8(run.output.trimmed());
-        QCOMPARE(QFileInfo(path).dir().path(), folder);
-        QVERIFY2(QFileInfo(path).fileName().startsWith(QLatin1String("shot 2")), qPrintable(path));
-        QVERIFY(path.endsWith(QLatin1String(".jpg")));
-        QCOMPARE(QImage(path).size(), QSize(1920, 1080));
-        QFile::remove(config.fileName());
+        const QString printed = QString::fromUtf8(run.output.trimmed());
+        QVERIFY2(printed.startsWith(m_dir.filePath(QStringLiteral("Shots\\x1b[7m/shot- 2"))), qPrintable(printed));
+        QVERIFY(printed.endsWith(QLatin1String(".jpg")));
+        const QStringList saved = QDir(folder).entryList(QDir::Files);
+        QCOMPARE(saved.size(), 1);
+        QCOMPARE(QImage(QDir(folder).filePath(saved.first())).size(), QSize(1920, 1080));
+        QFile::remove(configFile);
     }
 
     void writesToStandardOutput()

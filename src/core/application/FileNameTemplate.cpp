@@ -65,6 +65,12 @@ QString FileNameTemplate::expand(const QString &nameTemplate, const QDateTime &i
     name.replace(QLatin1Char('/'), QLatin1Char('-'));
     name.replace(QLatin1Char(':'), QLatin1Char('.'));
     name = name.trimmed();
+    // A NUL would end the name early in the system's calls, and a newline or an escape
+    // sequence would reach terminals and file managers raw.
+    for (QChar &c : name) {
+        if (c.category() == QChar::Other_Control)
+            c = QLatin1Char('-');
+    }
     // A leading dot would hide the file from the user.
     qsizetype dots = 0;
     while (dots < name.size() && name.at(dots) == QLatin1Char('.'))

@@ -29,6 +29,8 @@ private Q_SLOTS:
             << QStringLiteral("{yyyy}") << QDateTime(QDate(987, 6, 1), QTime(0, 0)) << QStringLiteral("0987");
         QTest::newRow("every occurrence") << QStringLiteral("{ss}{ss}-{HH}") << morning << QStringLiteral("0707-09");
         QTest::newRow("slash and colon") << QStringLiteral("a/b:c") << morning << QStringLiteral("a-b.c");
+        QTest::newRow("control characters") << QStringLiteral("a") + QChar(0) + QStringLiteral("b\nc\x1b[31md\u0085e")
+                                            << morning << QStringLiteral("a-b-c-[31md-e");
         QTest::newRow("blanks and dots around a token")
             << QStringLiteral("  ..{HH}  ") << morning << QStringLiteral("09");
         QTest::newRow("dots after a slash") << QStringLiteral("./x") << morning << QStringLiteral("-x");
