@@ -52,7 +52,8 @@ Result<CaptureServices *> AppCoordinator::captureServices()
     return &*m_capture;
 }
 
-InstanceChannel::Cancel AppCoordinator::serveCommand(const ForwardedCommand &command, InstanceChannel::Reply reply)
+InstanceChannel::Cancel AppCoordinator::serveCommand(
+    const ForwardedCommand &command, const InstanceChannel::Reply &reply)
 {
     const Result<CaptureServices *> services = captureServices();
     if (!services) {

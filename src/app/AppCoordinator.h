@@ -39,7 +39,7 @@ public:
 
     // A command-line invocation the running instance serves, or refuses so that the command
     // runs it itself.
-    InstanceChannel::Cancel serveCommand(const ForwardedCommand &command, InstanceChannel::Reply reply);
+    InstanceChannel::Cancel serveCommand(const ForwardedCommand &command, const InstanceChannel::Reply &reply);
 
     WindowPresenter &windows() { return m_windows; }
 
