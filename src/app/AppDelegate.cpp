@@ -33,8 +33,8 @@ void AppDelegate::launch()
     m_coordinator = std::make_unique<AppCoordinator>(m_root);
     if (channel) {
         channel->setCommandHandler(
-            [coordinator = m_coordinator.get()](const ForwardedCommand &command, InstanceChannel::Reply reply) {
-                return coordinator->serveCommand(command, std::move(reply));
+            [coordinator = m_coordinator.get()](const ForwardedCommand &command, const InstanceChannel::Reply &reply) {
+                return coordinator->serveCommand(command, reply);
             });
     }
     m_coordinator->start();
