@@ -19,7 +19,7 @@ AppCoordinator::AppCoordinator(CompositionRoot &root, QObject *parent)
     , m_root(root)
     , m_clipboard(CompositionRoot::makeClipboard())
     // A failure that no notification server can show must still be seen.
-    , m_notifier(CompositionRoot::makeNotifier(&WarningAlert::show))
+    , m_notifier(root.makeNotifier(&WarningAlert::show))
     , m_shutter(CompositionRoot::makeShutterSound())
 {
     connect(&m_windows, &WindowPresenter::quitRequested, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
@@ -35,9 +35,7 @@ AppCoordinator::~AppCoordinator()
 void AppCoordinator::start()
 {
     m_root.preferences().watchFile();
-    const int purged = m_root.stagingFolders().purge(QDateTime::currentDateTime());
-    if (purged > 0)
-        qCInfo(lcApp) << "removed" << purged << "stale staging entries";
+    m_root.sweepLeftovers();
 }
 
 Result<CaptureServices *> AppCoordinator::captureServices()

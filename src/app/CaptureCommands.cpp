@@ -92,6 +92,9 @@ void CaptureCommands::run(const Invocation &invocation, int &argc, char **argv)
                                                              : std::make_unique<QGuiApplication>(argc, argv);
     // The overlay's windows close before the capture is delivered.
     app->setQuitOnLastWindowClosed(false);
+    // Interrupted, the command takes its staged copy, request body and thumbnail along.
+    root.endOnSignals();
+    root.sweepLeftovers();
     QTextStream errors(stderr);
     const int status = runCommand(root, invocation, errors);
 

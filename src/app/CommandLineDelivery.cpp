@@ -126,7 +126,8 @@ ScreenshotOutcome CommandLineDelivery::handOver(ScreenshotOutcome outcome)
     return outcome;
 }
 
-void CommandLineDelivery::showInKeeper(const QByteArray &attachment, std::function<void()> finished)
+void CommandLineDelivery::showInKeeper(
+    CompositionRoot &root, const QByteArray &attachment, std::function<void()> finished)
 {
     const std::optional<NotificationRequest> request = decode(attachment);
     if (!request) {
@@ -135,7 +136,9 @@ void CommandLineDelivery::showInKeeper(const QByteArray &attachment, std::functi
     }
     // The command printed its failures already: with no server to show them, nothing more is
     // said, and the keeper has no widgets for an alert.
-    FreedesktopNotifier *notifier = CompositionRoot::makeNotifier().release();
+    // Killed, the keeper still takes the thumbnail along.
+    root.endOnSignals();
+    FreedesktopNotifier *notifier = root.makeNotifier().release();
     notifier->setParent(QCoreApplication::instance());
     auto done = std::make_shared<std::function<void()>>(std::move(finished));
     const auto finishOnce = [done]() {

@@ -26,7 +26,7 @@ public:
 
     // The keeper's side: shows the handed-over notification and calls `finished` once it is
     // closed (or after a long while, for servers that never say).
-    static void showInKeeper(const QByteArray &attachment, std::function<void()> finished);
+    static void showInKeeper(CompositionRoot &root, const QByteArray &attachment, std::function<void()> finished);
 
 private:
     class DeferredClipboard;

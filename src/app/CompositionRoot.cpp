@@ -12,6 +12,7 @@
 #include "OverlayTargetSelector.h"
 #include "QtClipboard.h"
 #include "SecretServiceStore.h"
+#include "UnixSignalWatcher.h"
 #include "X11Connection.h"
 #include "X11ScreenCapture.h"
 #include "X11ScreenCaptureAccess.h"
@@ -25,6 +26,10 @@
 #include <QScreen>
 #include <QStandardPaths>
 
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
 #include <utility>
 
 Q_LOGGING_CATEGORY(lcApp, "qorvel.app")
@@ -66,6 +71,15 @@ QString instanceSocketPath()
         .filePath(applicationId + QLatin1String(".socket"));
 }
 
+// exit() unwinds no stack: the root's temporary files are reached through this instead.
+TemporaryFiles *temporariesAtExit = nullptr;
+
+void removeTemporariesAtExit()
+{
+    if (temporariesAtExit)
+        temporariesAtExit->removeAll();
+}
+
 } // namespace
 
 CompositionRoot::CompositionRoot()
@@ -73,9 +87,37 @@ CompositionRoot::CompositionRoot()
     , m_stagingFolders(cacheFolder())
     , m_isTestHost(qEnvironmentVariableIsSet("XCTestConfigurationFilePath"))
 {
+    temporariesAtExit = &m_temporaries;
+    static const bool hooked = std::atexit(removeTemporariesAtExit) == 0;
+    Q_UNUSED(hooked);
 }
 
-CompositionRoot::~CompositionRoot() = default;
+CompositionRoot::~CompositionRoot()
+{
+    if (temporariesAtExit == &m_temporaries)
+        temporariesAtExit = nullptr;
+}
+
+void CompositionRoot::endOnSignals()
+{
+    if (m_signals)
+        return;
+    m_signals = std::make_unique<UnixSignalWatcher>(std::initializer_list<int>{SIGINT, SIGTERM, SIGHUP});
+    QObject::connect(m_signals.get(), &UnixSignalWatcher::signalled, m_signals.get(), [this](int signalNumber) {
+        m_temporaries.removeAll();
+        std::fflush(nullptr);
+        _exit(128 + signalNumber);
+    });
+}
+
+void CompositionRoot::sweepLeftovers()
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    m_stagingFolders.purge(now);
+    const QDateTime dayAgo = now.addSecs(-StagingFolders::maxAge.count());
+    TemporaryFiles::sweep(
+        QDir::tempPath(), {QStringLiteral("qorvel-upload-*"), QStringLiteral("qorvel-thumb-*")}, dayAgo);
+}
 
 bool CompositionRoot::runsStandalone()
 {
@@ -103,7 +145,7 @@ std::unique_ptr<FreedesktopNotifier> CompositionRoot::makeNotifier(
     return std::make_unique<FreedesktopNotifier>(bus,
         FreedesktopNotifier::Handlers{[](const QUrl &link) { QDesktopServices::openUrl(link); },
             [bus](const QString &path) { FileRevealer::reveal(bus, path); }, std::move(alert)},
-        thumbnails);
+        thumbnails, &m_temporaries);
 }
 
 Result<std::unique_ptr<Uploader>> CompositionRoot::makeUploader(std::optional<QString> userhash)
@@ -117,6 +159,7 @@ Result<std::unique_ptr<Uploader>> CompositionRoot::makeUploader(std::optional<QS
         m_network = std::make_unique<QNetworkAccessManager>();
     CatboxUploader::Options options;
     options.endpoint = *endpoint;
+    options.temporaries = &m_temporaries;
     // A body can be 200 MB, and the temporary folder is often memory: bodies go to the private
     // staging folder on disk, where the start-up purge also finds any a crash left behind.
     if (const Result<void> staging = StagingFolders::makePrivate(m_stagingFolders.uploads()); staging)
@@ -189,7 +232,7 @@ Result<CaptureServices> CompositionRoot::makeCaptureServices(Desk desk)
     CaptureServices services;
     services.history = std::make_unique<UploadHistory>(secrets());
     services.output = std::make_unique<CaptureOutput>(CaptureOutput::Services{m_preferences, m_stagingFolders,
-        *services.history, desk.notifier, desk.clipboard, [this]() { return makeAccountUploader(); }});
+        *services.history, desk.notifier, desk.clipboard, [this]() { return makeAccountUploader(); }, m_temporaries});
     services.access = std::make_unique<X11ScreenCaptureAccess>(m_x11);
     services.permission = std::make_unique<ScreenRecordingPermission>(*services.access);
     // Element snapping only while accessibility is on; otherwise clicks choose windows.

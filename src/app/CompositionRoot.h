@@ -6,6 +6,7 @@
 #include "ScreenCapturePlatform.h"
 #include "SecretStore.h"
 #include "StagingFolders.h"
+#include "TemporaryFiles.h"
 #include "Uploader.h"
 #include "X11Grabber.h"
 
@@ -18,6 +19,7 @@ class FreedesktopNotifier;
 class Notifier;
 class QNetworkAccessManager;
 class ShutterSound;
+class UnixSignalWatcher;
 class X11Connection;
 class X11ScreenCapture;
 
@@ -79,12 +81,24 @@ public:
     Result<std::unique_ptr<Uploader>> makeAccountUploader();
     // A notifier on the session bus whose clicks open links in the browser and show files in
     // the file manager. `alert` shows the failures no notification server could.
-    static std::unique_ptr<FreedesktopNotifier> makeNotifier(
-        std::function<void(const QString &, const QString &)> alert = {});
+    std::unique_ptr<FreedesktopNotifier> makeNotifier(std::function<void(const QString &, const QString &)> alert = {});
+
+    // The process's temporary files: removed when the root goes, at exit() (Qt's X connection
+    // ends the process that way when the server dies), and by endOnSignals().
+    TemporaryFiles &temporaries() { return m_temporaries; }
+    // For a process that has no clean way out of what it is doing (a command, the keeper):
+    // SIGINT, SIGTERM and SIGHUP remove its temporary files and end it with 128 + the signal's
+    // number. Needs the Qt application.
+    void endOnSignals();
+    // Removes what crashed or killed processes left: staging entries, request bodies and
+    // thumbnails older than a day.
+    void sweepLeftovers();
     static std::unique_ptr<Clipboard> makeClipboard();
     static std::unique_ptr<ShutterSound> makeShutterSound();
 
 private:
+    TemporaryFiles m_temporaries;
+    std::unique_ptr<UnixSignalWatcher> m_signals;
     Preferences m_preferences;
     StagingFolders m_stagingFolders;
     std::unique_ptr<InstanceChannel> m_instanceChannel;

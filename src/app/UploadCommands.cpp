@@ -60,6 +60,9 @@ int UploadCommands::run(const Invocation &invocation, int &argc, char **argv)
 {
     QCoreApplication app(argc, argv);
     CompositionRoot root;
+    root.sweepLeftovers();
+    // Interrupted, the command takes its request bodies along.
+    root.endOnSignals();
     QTextStream output(stdout);
     QTextStream errors(stderr);
     SecretStore &secrets = root.secrets();

@@ -46,8 +46,13 @@ int main(int argc, char *argv[])
 
     // The background owner of a copy made by the command line: started by Qorvel itself with
     // arguments of its own, which the command-line parser rightly does not know.
-    if (ClipboardKeeper::isKeeperInvocation(argc, argv))
-        return ClipboardKeeper::runKeeper(argc, argv, &CommandLineDelivery::showInKeeper);
+    if (ClipboardKeeper::isKeeperInvocation(argc, argv)) {
+        CompositionRoot root;
+        return ClipboardKeeper::runKeeper(
+            argc, argv, [&root](const QByteArray &attachment, std::function<void()> finished) {
+                CommandLineDelivery::showInKeeper(root, attachment, std::move(finished));
+            });
+    }
 
     QStringList arguments;
     for (int i = 0; i < argc; ++i)

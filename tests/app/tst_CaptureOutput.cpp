@@ -57,6 +57,7 @@ private:
     std::unique_ptr<Preferences> m_preferences;
     std::unique_ptr<UploadHistory> m_history;
     MediaThumbnailer m_thumbnailer;
+    TemporaryFiles m_temporaries;
     std::unique_ptr<FreedesktopNotifier> m_notifier;
     QtClipboard m_clipboard;
     std::unique_ptr<CaptureOutput> m_output;
@@ -129,14 +130,15 @@ private Q_SLOTS:
         m_history->clear();
         m_notifier = std::make_unique<FreedesktopNotifier>(
             QDBusConnection::sessionBus(), FreedesktopNotifier::Handlers{}, m_thumbnailer);
-        m_output
-            = std::make_unique<CaptureOutput>(CaptureOutput::Services{*m_preferences, StagingFolders(stagingRoot()),
-                *m_history, *m_notifier, m_clipboard, [this]() -> Result<std::unique_ptr<Uploader>> {
+        m_output = std::make_unique<CaptureOutput>(
+            CaptureOutput::Services{*m_preferences, StagingFolders(stagingRoot()), *m_history, *m_notifier, m_clipboard,
+                [this]() -> Result<std::unique_ptr<Uploader>> {
                     return std::unique_ptr<Uploader>(
                         std::make_unique<CatboxUploader>(m_network, QStringLiteral("testhash0123456789"),
-                            CatboxUploader::Options{
-                                QUrl(qEnvironmentVariable("QORVEL_CATBOX_ENDPOINT")), std::chrono::seconds(20), {}}));
-                }});
+                            CatboxUploader::Options{QUrl(qEnvironmentVariable("QORVEL_CATBOX_ENDPOINT")),
+                                std::chrono::seconds(20), {}, &m_temporaries}));
+                },
+                m_temporaries});
         QGuiApplication::clipboard()->setText(QStringLiteral("before"));
     }
 

@@ -1,4 +1,5 @@
 #include "SessionTools.h"
+#include "TestFiles.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -7,6 +8,8 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <csignal>
 
 namespace {
 
@@ -173,6 +176,34 @@ private Q_SLOTS:
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.errors, QStringLiteral("qorvel: %1: %2\n").arg(failing, description));
         QVERIFY(run.output.startsWith(QLatin1String("https://files.catbox.moe/")));
+    }
+
+    // Interrupted while the server takes its time, the command removes the request body, which
+    // holds the userhash, and ends with the usual status for the signal.
+    void interruptedUploadLeavesNothing_data()
+    {
+        QTest::addColumn<int>("signalNumber");
+        QTest::newRow("SIGINT") << SIGINT;
+        QTest::newRow("SIGTERM") << SIGTERM;
+        QTest::newRow("SIGHUP") << SIGHUP;
+    }
+    void interruptedUploadLeavesNothing()
+    {
+        QFETCH(int, signalNumber);
+        QCOMPARE(qorvel({QStringLiteral("account"), QStringLiteral("set")}, knownUserhash.toUtf8()).exitCode, 0);
+        writeTestFile(QDir(m_stub).filePath(QStringLiteral("delay_ms")), "20000");
+        QProcess upload;
+        upload.start(
+            QStringLiteral(QORVEL_EXECUTABLE), {QStringLiteral("upload"), makeShot(QStringLiteral("slow.png"))});
+        // The body is written and sent before the stand-in starts to wait.
+        QTest::qWait(1500);
+        ::kill(pid_t(upload.processId()), signalNumber);
+        QVERIFY(upload.waitForFinished(10'000));
+        QFile::remove(QDir(m_stub).filePath(QStringLiteral("delay_ms")));
+        QCOMPARE(upload.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(upload.exitCode(), 128 + signalNumber);
+        QCOMPARE(filesHolding(knownUserhash), QStringList());
+        QCOMPARE(qorvel({QStringLiteral("account"), QStringLiteral("clear")}).exitCode, 0);
     }
 
     void refusedSetups_data()

@@ -184,8 +184,10 @@ void CaptureOutput::uploadScreenshot(const std::shared_ptr<ScreenshotJob> &job)
             } else {
                 job->outcome.uploadError = result.error().message;
             }
-            if (!job->stagingCopy.isEmpty())
+            if (!job->stagingCopy.isEmpty()) {
                 QFile::remove(job->stagingCopy);
+                m_services.temporaries.forget(job->stagingCopy);
+            }
             finishScreenshot(job);
         });
     };
@@ -196,7 +198,12 @@ void CaptureOutput::uploadScreenshot(const std::shared_ptr<ScreenshotJob> &job)
     // Not saved for the user: the upload reads a private copy that goes when it is done.
     offMainThread(
         [folder = m_services.staging.uploads(), baseName = job->baseName, data = *shot.data,
-            extension = fileExtension(shot.format)]() { return writeNamed(folder, true, baseName, extension, data); },
+            extension = fileExtension(shot.format), &temporaries = m_services.temporaries]() {
+            Result<QString> staged = writeNamed(folder, true, baseName, extension, data);
+            if (staged)
+                temporaries.add(*staged);
+            return staged;
+        },
         [this, job, uploadFrom](const Result<QString> &staged) {
             if (!staged) {
                 job->outcome.uploadError = staged.error().message;

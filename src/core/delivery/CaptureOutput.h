@@ -8,6 +8,7 @@
 #include "OutputActions.h"
 #include "Preferences.h"
 #include "StagingFolders.h"
+#include "TemporaryFiles.h"
 #include "UploadHistory.h"
 #include "Uploader.h"
 
@@ -38,6 +39,8 @@ public:
         Notifier &notifier;
         Clipboard &clipboard;
         UploaderFactory makeUploader;
+        // Where staged copies are listed while they exist.
+        TemporaryFiles &temporaries;
     };
 
     struct Screenshot

@@ -1,5 +1,6 @@
 #include "FreedesktopNotifier.h"
 
+#include "TemporaryFiles.h"
 #include "Thumbnailer.h"
 
 #include <QDBusMessage>
@@ -43,12 +44,13 @@ QString escapeMarkup(const QString &text)
 
 } // namespace
 
-FreedesktopNotifier::FreedesktopNotifier(
-    QDBusConnection bus, Handlers handlers, Thumbnailer &thumbnails, QString temporaryFolder, QObject *parent)
+FreedesktopNotifier::FreedesktopNotifier(QDBusConnection bus, Handlers handlers, Thumbnailer &thumbnails,
+    TemporaryFiles *temporaries, QString temporaryFolder, QObject *parent)
     : QObject(parent)
     , m_bus(std::move(bus))
     , m_handlers(std::move(handlers))
     , m_thumbnailer(thumbnails)
+    , m_temporaries(temporaries)
     , m_temporaryFolder(std::move(temporaryFolder))
 {
     // The server sends both signals to the posting connection alone, never as a broadcast.
@@ -65,8 +67,11 @@ FreedesktopNotifier::~FreedesktopNotifier()
     m_bus.disconnect(QLatin1String(serviceName), QLatin1String(objectPath), QLatin1String(interfaceName),
         QStringLiteral("NotificationClosed"), this, SLOT(onNotificationClosed(uint, uint)));
     // Still on screen or not, nothing may show these files once Qorvel has gone.
-    for (const QString &path : std::as_const(m_thumbnails))
+    for (const QString &path : std::as_const(m_thumbnails)) {
         QFile::remove(path);
+        if (m_temporaries)
+            m_temporaries->forget(path);
+    }
 }
 
 void FreedesktopNotifier::post(const NotificationRequest &request)
@@ -155,6 +160,8 @@ QString FreedesktopNotifier::writeThumbnail(const NotificationRequest &request)
         return {};
     }
     m_thumbnails.insert(path);
+    if (m_temporaries)
+        m_temporaries->add(path);
     return path;
 }
 
@@ -164,6 +171,8 @@ void FreedesktopNotifier::discardThumbnail(const QString &path)
         return;
     QFile::remove(path);
     m_thumbnails.remove(path);
+    if (m_temporaries)
+        m_temporaries->forget(path);
 }
 
 void FreedesktopNotifier::onActionInvoked(uint id, const QString &key)

@@ -12,6 +12,7 @@
 
 #include <functional>
 
+class TemporaryFiles;
 class Thumbnailer;
 #include <optional>
 
@@ -39,8 +40,10 @@ public:
     static constexpr const char *serviceName = "org.freedesktop.Notifications";
     static constexpr const char *objectPath = "/org/freedesktop/Notifications";
 
+    // `temporaries`, when given, lists the thumbnails while they exist, so that they go with the
+    // process however it ends.
     FreedesktopNotifier(QDBusConnection bus, Handlers handlers, Thumbnailer &thumbnails,
-        QString temporaryFolder = QDir::tempPath(), QObject *parent = nullptr);
+        TemporaryFiles *temporaries = nullptr, QString temporaryFolder = QDir::tempPath(), QObject *parent = nullptr);
     ~FreedesktopNotifier() override;
 
     void post(const NotificationRequest &request) override;
@@ -71,6 +74,7 @@ private:
     QDBusConnection m_bus;
     Handlers m_handlers;
     Thumbnailer &m_thumbnailer;
+    TemporaryFiles *m_temporaries;
     QString m_temporaryFolder;
     QHash<uint, Shown> m_shown;
     int m_pending = 0; // posts whose answer has not come yet

@@ -87,11 +87,16 @@ void CatboxUploader::send(const QList<FormField> &fields, const std::optional<Fi
         completion(bodyPath.error());
         return;
     }
+    TemporaryFiles *temporaries = m_options.temporaries;
+    if (temporaries)
+        temporaries->add(*bodyPath);
     auto *body = new QFile(*bodyPath);
     if (!body->open(QIODevice::ReadOnly)) {
         const Error error{body->errorString(), QLatin1String("open ") + *bodyPath};
         delete body;
         QFile::remove(*bodyPath);
+        if (temporaries)
+            temporaries->forget(*bodyPath);
         completion(error);
         return;
     }
@@ -110,17 +115,20 @@ void CatboxUploader::send(const QList<FormField> &fields, const std::optional<Fi
                 progress(double(sent) / double(total));
         });
     }
-    QObject::connect(reply, &QNetworkReply::finished, reply, [reply, body, completion = std::move(completion)]() {
-        // However the request ended, its body goes now.
-        body->close();
-        body->remove();
-        reply->deleteLater();
+    QObject::connect(
+        reply, &QNetworkReply::finished, reply, [reply, body, temporaries, completion = std::move(completion)]() {
+            // However the request ended, its body goes now.
+            body->close();
+            body->remove();
+            if (temporaries)
+                temporaries->forget(body->fileName());
+            reply->deleteLater();
 
-        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-        if (!status.isValid()) {
-            completion(transportError(*reply));
-            return;
-        }
-        completion(CatboxProtocol::Answer{status.toInt(), reply->rawHeader("Retry-After"), reply->readAll()});
-    });
+            const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+            if (!status.isValid()) {
+                completion(transportError(*reply));
+                return;
+            }
+            completion(CatboxProtocol::Answer{status.toInt(), reply->rawHeader("Retry-After"), reply->readAll()});
+        });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CatboxProtocol.h"
+#include "TemporaryFiles.h"
 #include "Uploader.h"
 
 #include <QUrl>
@@ -23,6 +24,8 @@ public:
         std::chrono::milliseconds timeout = std::chrono::seconds(120);
         // Where request bodies are written; the system's temporary folder when empty.
         QString bodyDirectory;
+        // Where bodies are listed while they exist; none lists them nowhere.
+        TemporaryFiles *temporaries = nullptr;
     };
 
     CatboxUploader(QNetworkAccessManager &network, std::optional<QString> userhash, Options options);

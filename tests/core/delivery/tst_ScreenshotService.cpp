@@ -91,10 +91,12 @@ private Q_SLOTS:
         Desk desk;
         NoSecrets secrets;
         UploadHistory history(secrets);
+        TemporaryFiles temporaries;
         CaptureOutput output({preferences, StagingFolders(dir.filePath(QStringLiteral("cache"))), history, desk, desk,
             []() -> Result<std::unique_ptr<Uploader>> {
                 return Error{QStringLiteral("no uploads here"), {}};
-            }});
+            },
+            temporaries});
         ScreenRecordingPermission permission(desk);
         int encoded = 0;
         ScreenshotService service({preferences, desk, permission, desk, desk, desk, output,

@@ -185,7 +185,7 @@ int runProbe(int argc, char *argv[])
     Observed observed;
     QElapsedTimer timer;
     {
-        FreedesktopNotifier notifier(QDBusConnection::sessionBus(), observed.handlers(), thumbnailer, folder);
+        FreedesktopNotifier notifier(QDBusConnection::sessionBus(), observed.handlers(), thumbnailer, nullptr, folder);
         timer.start();
         notifier.post({QStringLiteral("Screenshot uploaded"), QStringLiteral("Link copied"),
             NotificationAction::openUrl(QUrl(QStringLiteral("https://files.catbox.moe/abc123.png"))),
@@ -283,7 +283,7 @@ private Q_SLOTS:
 
         Observed observed;
         auto notifier = std::make_unique<FreedesktopNotifier>(
-            QDBusConnection::sessionBus(), observed.handlers(), thumbnailer, thumbnailFolder());
+            QDBusConnection::sessionBus(), observed.handlers(), thumbnailer, nullptr, thumbnailFolder());
         const std::optional<NotifyCall> posted = postAndWait(*notifier, request);
         QVERIFY(posted); // dunst took it and answered with an id
         const QString path = posted->thumbnail();
@@ -351,7 +351,7 @@ private Q_SLOTS:
 
         Observed observed;
         FreedesktopNotifier notifier(
-            QDBusConnection::sessionBus(), observed.handlers(), thumbnailer, thumbnailFolder());
+            QDBusConnection::sessionBus(), observed.handlers(), thumbnailer, nullptr, thumbnailFolder());
         const std::optional<NotifyCall> posted
             = postAndWait(notifier, {QStringLiteral("Done"), QString(), action, twoColourBitmap({64, 48})});
         QVERIFY(posted);
