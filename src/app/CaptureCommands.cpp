@@ -18,15 +18,6 @@
 
 namespace {
 
-// Standard output is checked to the last byte: a full disk or a closed pipe must not look like
-// success to the script that reads it.
-bool writeStandardOutput(const QByteArray &bytes)
-{
-    if (!bytes.isEmpty() && std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout) != size_t(bytes.size()))
-        return false;
-    return std::fflush(stdout) == 0 && !std::ferror(stdout);
-}
-
 int takeScreenshot(CompositionRoot &root, const Invocation &invocation, QTextStream &errors)
 {
     CommandLineDelivery delivery;
@@ -45,8 +36,8 @@ int takeScreenshot(CompositionRoot &root, const Invocation &invocation, QTextStr
 
     const CommandAnswer answer = ScreenshotCommand::report(delivery.handOver(*outcome));
     errors << answer.errors << Qt::flush;
-    if (!writeStandardOutput(answer.output))
-        return printError(errors, QStringLiteral("Couldn't write to standard output."));
+    // Whether it all arrived is checked once the command is done.
+    std::fwrite(answer.output.constData(), 1, size_t(answer.output.size()), stdout);
     return answer.status;
 }
 
@@ -96,12 +87,14 @@ void CaptureCommands::run(const Invocation &invocation, int &argc, char **argv)
     root.endOnSignals();
     root.sweepLeftovers();
     QTextStream errors(stderr);
-    const int status = runCommand(root, invocation, errors);
+    int status = runCommand(root, invocation, errors);
+    if (!standardOutputIsWritten())
+        status = printError(errors, QStringLiteral("Couldn't write to standard output."));
 
     // The file is written and closed, and nothing else is left to clean up. Tearing down Qt and
     // handing back a frame's worth of memory page by page took longer than the capture (50 ms
     // of a 4K screenshot's 150); the kernel reclaims it all at once.
     errors.flush();
-    const bool flushed = std::fflush(nullptr) == 0;
-    _exit(flushed ? status : 1);
+    std::fflush(nullptr);
+    _exit(status);
 }

@@ -56,15 +56,10 @@ bool UploadCommands::handles(const Invocation &invocation)
     }
 }
 
-int UploadCommands::run(const Invocation &invocation, int &argc, char **argv)
+namespace {
+
+int runCommand(CompositionRoot &root, const Invocation &invocation, QTextStream &output, QTextStream &errors)
 {
-    QCoreApplication app(argc, argv);
-    CompositionRoot root;
-    root.sweepLeftovers();
-    // Interrupted, the command takes its request bodies along.
-    root.endOnSignals();
-    QTextStream output(stdout);
-    QTextStream errors(stderr);
     SecretStore &secrets = root.secrets();
 
     switch (invocation.action) {
@@ -104,4 +99,22 @@ int UploadCommands::run(const Invocation &invocation, int &argc, char **argv)
     default:
         return 1;
     }
+}
+
+} // namespace
+
+int UploadCommands::run(const Invocation &invocation, int &argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    CompositionRoot root;
+    root.sweepLeftovers();
+    // Interrupted, the command takes its request bodies along.
+    root.endOnSignals();
+    QTextStream output(stdout);
+    QTextStream errors(stderr);
+    int status = runCommand(root, invocation, output, errors);
+    output.flush();
+    if (!standardOutputIsWritten())
+        status = printError(errors, QStringLiteral("Couldn't write to standard output."));
+    return status;
 }

@@ -60,7 +60,10 @@ int main(int argc, char *argv[])
     const Invocation invocation = CommandLine::parse(arguments);
     if (invocation.action == Invocation::Action::printAndExit) {
         QTextStream(invocation.exitCode == 0 ? stdout : stderr) << invocation.output;
-        return invocation.exitCode;
+        if (standardOutputIsWritten())
+            return invocation.exitCode;
+        QTextStream errors(stderr);
+        return printError(errors, QStringLiteral("Couldn't write to standard output."));
     }
 
     // Qt would read its own options (-display, -platform, ...) from the arguments, and
@@ -74,8 +77,10 @@ int main(int argc, char *argv[])
     if (InstanceCommands::servable(invocation) && !CompositionRoot::runsStandalone()) {
         if (const std::optional<CommandAnswer> answer = runInPrimary(arguments, qtArgc, qtArgv)) {
             std::fwrite(answer->output.constData(), 1, size_t(answer->output.size()), stdout);
-            QTextStream(stderr) << answer->errors;
-            return std::fflush(stdout) == 0 ? answer->status : 1;
+            QTextStream errors(stderr);
+            errors << answer->errors;
+            return standardOutputIsWritten() ? answer->status
+                                             : printError(errors, QStringLiteral("Couldn't write to standard output."));
         }
     }
     if (invocation.action != Invocation::Action::runApp) {

@@ -189,6 +189,18 @@ private Q_SLOTS:
             {QStringLiteral("--area"), QStringLiteral("0,0,32,16"), QStringLiteral("-o"), QStringLiteral("-")});
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(QImage::fromData(run.output, "PNG").size(), QSize(32, 16));
+
+        // Output that cannot be written is a failure, for the image and for any listing.
+        for (const QString &command :
+            {QStringLiteral("screenshot --area 0,0,10,10 -o -"), QStringLiteral("displays")}) {
+            QProcess full;
+            full.start(QStringLiteral("sh"),
+                {QStringLiteral("-c"), QStringLiteral("exec \"$0\" %1 > /dev/full").arg(command),
+                    QStringLiteral(QORVEL_EXECUTABLE)});
+            QVERIFY(full.waitForFinished(30000));
+            QCOMPARE(full.exitCode(), 1);
+            QVERIFY(full.readAllStandardError().contains("Couldn't write to standard output."));
+        }
     }
 
     void listsTheWindowsASelectionOffers()
