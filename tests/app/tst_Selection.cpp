@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
+
 // `qorvel screenshot --select` in its own process, end to end: the overlay over a real X
 // server, the user's hand played by xdotool, elements found on the accessibility bus, and the
 // capture delivered to the Catbox stand-in, the keyring, dunst and the X clipboard.
@@ -207,6 +209,46 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(QString::fromUtf8(file.readAll()), link);
         QProcess::execute(QStringLiteral("dunstctl"), {QStringLiteral("close-all")});
+    }
+
+    // Whatever ends a command or its keeper early, no temporary file of theirs is left: not the
+    // staged copy of an upload that is not saved, not its request body with the userhash, not
+    // the keeper's notification thumbnail.
+    void interruptedProcessesLeaveNothing()
+    {
+        const QString staging = qEnvironmentVariable("XDG_CACHE_HOME") + QLatin1String("/com.vostrink.qorvel/Uploads");
+        const auto leftovers = [&staging] {
+            return QDir(staging).entryList(QDir::Files)
+                + QDir::temp().entryList({QStringLiteral("qorvel-*")}, QDir::Files);
+        };
+        const auto killKeepers = [] {
+            QProcess::execute(QStringLiteral("pkill"),
+                {QStringLiteral("-TERM"), QStringLiteral("-f"), QStringLiteral("qorvel --keep-clipboard")});
+        };
+        // The keepers of earlier copies go first, with their thumbnails.
+        killKeepers();
+        QTRY_COMPARE_WITH_TIMEOUT(leftovers(), QStringList(), 10'000);
+        writeTestFile(QDir(qEnvironmentVariable("CATBOX_STUB_DIR")).filePath(QStringLiteral("delay_ms")), "20000");
+        QProcess upload;
+        upload.start(QStringLiteral(QORVEL_EXECUTABLE),
+            {QStringLiteral("screenshot"), QStringLiteral("--area"), QStringLiteral("0,0,300,150"),
+                QStringLiteral("--upload"), QStringLiteral("--no-save"), QStringLiteral("--no-copy")});
+        QTest::qWait(2000);
+        ::kill(pid_t(upload.processId()), SIGTERM);
+        QVERIFY(upload.waitForFinished(10'000));
+        QFile::remove(QDir(qEnvironmentVariable("CATBOX_STUB_DIR")).filePath(QStringLiteral("delay_ms")));
+        QCOMPARE(upload.exitCode(), 128 + SIGTERM);
+        QCOMPARE(leftovers(), QStringList());
+
+        // A copy leaves a keeper that shows the notification, with its thumbnail, until killed.
+        QProcess copy;
+        copy.start(QStringLiteral(QORVEL_EXECUTABLE),
+            {QStringLiteral("screenshot"), QStringLiteral("--area"), QStringLiteral("0,0,64,32"),
+                QStringLiteral("--copy"), QStringLiteral("--no-save"), QStringLiteral("--no-upload")});
+        QVERIFY(copy.waitForFinished(30'000) && copy.exitCode() == 0);
+        QTRY_VERIFY_WITH_TIMEOUT(!leftovers().isEmpty(), 10'000);
+        killKeepers();
+        QTRY_COMPARE_WITH_TIMEOUT(leftovers(), QStringList(), 10'000);
     }
 };
 
