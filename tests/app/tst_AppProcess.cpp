@@ -182,7 +182,6 @@ private Q_SLOTS:
     {
         QTest::addColumn<bool>("sessionBus");
         QTest::addColumn<int>("signalNumber");
-        QTest::newRow("SIGTERM, D-Bus") << true << SIGTERM;
         QTest::newRow("SIGINT, D-Bus") << true << SIGINT;
         QTest::newRow("SIGTERM, local socket") << false << SIGTERM;
     }
@@ -224,11 +223,8 @@ private Q_SLOTS:
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("expectedOutput");
         QTest::newRow("help") << QStringList{QStringLiteral("--help")} << 0 << QStringLiteral("Usage: qorvel");
-        QTest::newRow("version") << QStringList{QStringLiteral("--version")} << 0 << QStringLiteral("qorvel ");
         QTest::newRow("unknown option") << QStringList{QStringLiteral("--frobnicate")} << 2
                                         << QStringLiteral("qorvel: unknown option '--frobnicate'");
-        QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")} << 2
-                                         << QStringLiteral("qorvel: unknown command 'frobnicate'");
         // Numbers no screen has are typos, refused before anything is allocated for them.
         QTest::newRow("area beyond any screen")
             << QStringList{QStringLiteral("screenshot"), QStringLiteral("--area"), QStringLiteral("0,0,1e300,1e300")}

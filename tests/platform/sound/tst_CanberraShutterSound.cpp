@@ -1,6 +1,5 @@
 #include "CanberraShutterSound.h"
 
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryFile>
 #include <QTest>
@@ -14,7 +13,8 @@ class tst_CanberraShutterSound : public QObject
 private Q_SLOTS:
     // Test machines have no sound card: the sound system fails on every play, and the user must
     // not see its complaints on the terminal (ALSA prints them by default). Restarting a sound and
-    // destroying the player with a sound just requested must not hang either.
+    // destroying the player with a sound just requested must not hang either (a hang is the
+    // test's time-out).
     void silentWithoutASoundDevice()
     {
         QTemporaryFile captured;
@@ -23,8 +23,6 @@ private Q_SLOTS:
         QVERIFY(savedStderr >= 0);
         ::dup2(captured.handle(), STDERR_FILENO);
 
-        QElapsedTimer timer;
-        timer.start();
         {
             CanberraShutterSound sound;
             sound.play();
@@ -33,12 +31,10 @@ private Q_SLOTS:
             QTest::qWait(300);
             sound.play();
         }
-        const qint64 elapsed = timer.elapsed();
 
         ::dup2(savedStderr, STDERR_FILENO);
         ::close(savedStderr);
         QCOMPARE(QFile(captured.fileName()).size(), 0);
-        QVERIFY2(elapsed < 3000, qPrintable(QString::number(elapsed)));
     }
 };
 
