@@ -188,7 +188,7 @@ Result<InstanceChannel::Role> CompositionRoot::claimInstance(InstanceRequest req
 }
 
 void CompositionRoot::runInPrimary(
-    const ForwardedCommand &command, std::function<void(std::optional<CommandAnswer>)> done)
+    const ForwardedCommand &command, std::function<void(Result<std::optional<CommandAnswer>>)> done)
 {
     DBusInstanceChannel::runInPrimary(QDBusConnection::sessionBus(), command, std::move(done));
 }

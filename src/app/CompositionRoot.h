@@ -50,7 +50,8 @@ public:
     // Runs `command` in the running instance, if there is one on the session bus that serves
     // it; `done` gets none otherwise, and the caller runs the command itself. A selection may
     // take as long as the user likes, but an instance that stops answering is given up on.
-    static void runInPrimary(const ForwardedCommand &command, std::function<void(std::optional<CommandAnswer>)> done);
+    static void runInPrimary(
+        const ForwardedCommand &command, std::function<void(Result<std::optional<CommandAnswer>>)> done);
 
     // Screen capture for this session's window system. Needs the Qt GUI application, whose
     // screens give each display's scale. The command line grabs once; the tray grabs again and

@@ -21,20 +21,21 @@
 namespace {
 
 // A running Qorvel takes the screenshot: it has Qt started and the screen's memory mapped
-// already, and keeps the clipboard itself. None when no instance serves it.
-std::optional<CommandAnswer> runInPrimary(const QStringList &arguments, int &argc, char **argv)
+// already, and keeps the clipboard itself. None when no instance serves it; an error when one
+// owns the name but does not answer.
+Result<std::optional<CommandAnswer>> runInPrimary(const QStringList &arguments, int &argc, char **argv)
 {
     QCoreApplication forwarding(argc, argv);
-    std::optional<CommandAnswer> answer;
-    bool answered = false;
-    CompositionRoot::runInPrimary({arguments, QDir::currentPath()}, [&](std::optional<CommandAnswer> done) {
-        answer = std::move(done);
-        answered = true;
-        QCoreApplication::quit();
-    });
-    if (!answered)
+    std::optional<Result<std::optional<CommandAnswer>>> answer;
+    CompositionRoot::runInPrimary(
+        {arguments, QDir::currentPath()}, [&answer](Result<std::optional<CommandAnswer>> done) {
+            answer = std::move(done);
+            QCoreApplication::quit();
+        });
+    // The command's one wait, at its outermost layer.
+    while (!answer)
         QCoreApplication::exec();
-    return answer;
+    return *answer;
 }
 
 } // namespace
@@ -75,11 +76,14 @@ int main(int argc, char *argv[])
         return UploadCommands::run(invocation, qtArgc, qtArgv);
 
     if (InstanceCommands::servable(invocation) && !CompositionRoot::runsStandalone()) {
-        if (const std::optional<CommandAnswer> answer = runInPrimary(arguments, qtArgc, qtArgv)) {
-            std::fwrite(answer->output.constData(), 1, size_t(answer->output.size()), stdout);
-            QTextStream errors(stderr);
-            errors << answer->errors;
-            return standardOutputIsWritten() ? answer->status
+        const Result<std::optional<CommandAnswer>> answer = runInPrimary(arguments, qtArgc, qtArgv);
+        QTextStream errors(stderr);
+        if (!answer)
+            return printError(errors, answer.error());
+        if (const std::optional<CommandAnswer> &served = *answer) {
+            std::fwrite(served->output.constData(), 1, size_t(served->output.size()), stdout);
+            errors << served->errors;
+            return standardOutputIsWritten() ? served->status
                                              : printError(errors, QStringLiteral("Couldn't write to standard output."));
         }
     }

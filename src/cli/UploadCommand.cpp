@@ -1,5 +1,6 @@
 #include "UploadCommand.h"
 
+#include "ErrorOutput.h"
 #include "MultipartBody.h"
 #include "SecretStore.h"
 #include "UploadHistory.h"
@@ -69,8 +70,7 @@ int UploadCommand::run(const UploadOptions &options, QTextStream &output, QTextS
     for (const QString &path : options.files) {
         Result<std::unique_ptr<Uploader>> uploader = m_makeUploader(userhash);
         if (!uploader) {
-            errors << "qorvel: " << uploader.error().message << '\n' << Qt::flush;
-            return 1;
+            return printError(errors, uploader.error().message);
         }
 
         std::optional<Result<UploadResult>> result;
@@ -88,8 +88,7 @@ int UploadCommand::run(const UploadOptions &options, QTextStream &output, QTextS
         }
 
         if (!result->ok()) {
-            errors << "qorvel: " << path << ": " << result->error().message << '\n' << Qt::flush;
-            status = 1;
+            status = printError(errors, path + QLatin1String(": ") + result->error().message);
             continue;
         }
         m_history.add(UploadRecord::fromResult(**result, kindOf(path), QDateTime::currentDateTimeUtc()));

@@ -126,7 +126,7 @@ void DBusInstanceChannel::Run(
 void DBusInstanceChannel::runInPrimary(const QDBusConnection &bus, const ForwardedCommand &command, Answered done)
 {
     if (!bus.isConnected()) {
-        done(std::nullopt);
+        done(std::optional<CommandAnswer>());
         return;
     }
     QDBusMessage call = QDBusMessage::createMethodCall(
@@ -135,13 +135,13 @@ void DBusInstanceChannel::runInPrimary(const QDBusConnection &bus, const Forward
     // No time limit of its own (the bus's "infinite"): the pings below bound the wait instead.
     auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, std::numeric_limits<int>::max()));
     auto finish = std::make_shared<Answered>(std::move(done));
-    const auto answerOnce = [finish, watcher](std::optional<CommandAnswer> answer) {
+    const auto answerOnce = [finish, watcher](Result<std::optional<CommandAnswer>> answer) {
         if (Answered answered = std::exchange(*finish, {})) {
             watcher->deleteLater();
             answered(std::move(answer));
         }
     };
-    const CommandAnswer silent{1, {}, QStringLiteral("qorvel: Qorvel is already running but did not answer.\n")};
+    const Error silent{QStringLiteral("Qorvel is already running but did not answer."), QString()};
 
     QObject::connect(
         watcher, &QDBusPendingCallWatcher::finished, watcher, [answerOnce, silent](QDBusPendingCallWatcher *pending) {
@@ -149,17 +149,17 @@ void DBusInstanceChannel::runInPrimary(const QDBusConnection &bus, const Forward
             if (answer.type() == QDBusMessage::ReplyMessage && answer.arguments().size() == 3) {
                 const int status = answer.arguments().at(0).toInt();
                 if (status == CommandAnswer::notServed)
-                    answerOnce(std::nullopt);
+                    answerOnce(std::optional<CommandAnswer>());
                 else
-                    answerOnce(CommandAnswer{
-                        status, answer.arguments().at(1).toByteArray(), answer.arguments().at(2).toString()});
+                    answerOnce(std::optional<CommandAnswer>(CommandAnswer{
+                        status, answer.arguments().at(1).toByteArray(), answer.arguments().at(2).toString()}));
                 return;
             }
             // Nobody owns the name, or its owner does not know the call: the command runs here.
             const QDBusError::ErrorType error = pending->error().type();
             if (error == QDBusError::ServiceUnknown || error == QDBusError::UnknownMethod
                 || error == QDBusError::UnknownObject || error == QDBusError::UnknownInterface)
-                answerOnce(std::nullopt);
+                answerOnce(std::optional<CommandAnswer>());
             else
                 answerOnce(silent);
         });

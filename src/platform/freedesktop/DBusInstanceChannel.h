@@ -28,7 +28,7 @@ public:
     // gets none otherwise, and the caller runs it itself. The command may take as long as it
     // likes there (a selection waits for the user), but the instance is pinged meanwhile: one
     // that stops answering (frozen, or gone) ends the wait with an error.
-    using Answered = std::function<void(std::optional<CommandAnswer>)>;
+    using Answered = std::function<void(Result<std::optional<CommandAnswer>>)>;
     static void runInPrimary(const QDBusConnection &bus, const ForwardedCommand &command, Answered done);
 
 public Q_SLOTS:

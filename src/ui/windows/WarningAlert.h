@@ -2,8 +2,9 @@
 
 #include <QString>
 
-// A modal warning for a failure that must be seen when nothing else can show it (no
-// notification server). Returns once the user dismissed it.
+// A warning for a failure that must be seen when nothing else can show it (no notification
+// server). Returns at once; the window stays until the user dismisses it, and the tray goes on
+// working meanwhile.
 class WarningAlert
 {
 public:
