@@ -1,4 +1,5 @@
 #include "SessionTools.h"
+#include "TestFiles.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -134,6 +135,10 @@ private Q_SLOTS:
         }
         setAge(stagingFile(QStringLiteral("stale.png")), qint64(25) * 3600);
         setAge(stagingFile(QStringLiteral("fresh.png")), qint64(23) * 3600);
+        // What killed processes left in the temporary folder goes after a day too.
+        for (const char *name : {"qorvel-thumb-stale.png", "qorvel-upload-fresh"})
+            writeTestFile(QDir::temp().filePath(QLatin1String(name)), "left");
+        setAge(QDir::temp().filePath(QStringLiteral("qorvel-thumb-stale.png")), qint64(25) * 3600);
     }
 
     void cleanup()
@@ -170,6 +175,8 @@ private Q_SLOTS:
         // The second launch was answered, so start-up has run: the purge is done.
         QVERIFY(!QFile::exists(stagingFile(QStringLiteral("stale.png"))));
         QVERIFY(QFile::exists(stagingFile(QStringLiteral("fresh.png"))));
+        QVERIFY(!QFile::exists(QDir::temp().filePath(QStringLiteral("qorvel-thumb-stale.png"))));
+        QVERIFY(QFile::exists(QDir::temp().filePath(QStringLiteral("qorvel-upload-fresh"))));
 
         // Reopening again raises the same window instead of opening another.
         launchSecondary();

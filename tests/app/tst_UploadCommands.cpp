@@ -195,6 +195,25 @@ private Q_SLOTS:
         QCOMPARE(qorvel({QStringLiteral("account"), QStringLiteral("clear")}).exitCode, 0);
     }
 
+    // A full disk while the request body is written is reported in the system's words. The
+    // cache folder, where bodies go, is a 16 KiB tmpfs in the command's own mount namespace.
+    void fullDiskSaysSo()
+    {
+        const QString cache = m_dir.filePath(QStringLiteral("full-cache"));
+        QVERIFY(QDir().mkpath(cache));
+        QProcess process;
+        process.start(QStringLiteral("unshare"),
+            {QStringLiteral("-rm"), QStringLiteral("sh"), QStringLiteral("-c"),
+                QStringLiteral("mount -t tmpfs -o size=16k tmpfs \"$1\" && XDG_CACHE_HOME=\"$1\" exec \"$2\" upload "
+                               "--anonymous \"$3\""),
+                QStringLiteral("sh"), cache, QStringLiteral(QORVEL_EXECUTABLE),
+                writeTestFile(m_dir.filePath(QStringLiteral("large.png")), QByteArray(100'000, 'p'))});
+        QVERIFY(process.waitForFinished(30'000));
+        QCOMPARE(process.exitCode(), 1);
+        const QByteArray errors = process.readAllStandardError();
+        QVERIFY2(errors.contains("No space left on device"), errors.constData());
+    }
+
     void refusedSetups_data()
     {
         QTest::addColumn<QStringList>("arguments");

@@ -6,6 +6,12 @@
 #include <QMimeDatabase>
 #include <QUuid>
 
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
 namespace {
 
 QString canonicalUuid()
@@ -20,49 +26,72 @@ QByteArray fieldBlock(const QByteArray &delimiter, const FormField &field)
 }
 
 // Keeps the body file until the body is complete, so that a failure half-way leaves no
-// fragment of the user's file in the temporary folder.
+// fragment of the user's file behind. Written through the system's calls, so that a full disk
+// reads "No space left on device" (Qt reports a short write as "Unknown error").
 class BodyFile
 {
 public:
-    explicit BodyFile(const QString &path)
-        : m_file(path)
+    explicit BodyFile(QString path)
+        : m_path(std::move(path))
+        , m_name(QFile::encodeName(m_path))
     {
     }
     ~BodyFile()
     {
-        if (m_file.isOpen())
-            m_file.close();
-        if (m_created && !m_kept)
-            m_file.remove();
+        if (m_fd >= 0)
+            ::close(m_fd);
+        if (m_fd >= 0 && !m_kept)
+            ::unlink(m_name.constData());
     }
     BodyFile(const BodyFile &) = delete;
     BodyFile &operator=(const BodyFile &) = delete;
 
     Result<void> create()
     {
-        if (!m_file.open(QIODevice::WriteOnly | QIODevice::NewOnly, QFileDevice::ReadOwner | QFileDevice::WriteOwner))
-            return Error{m_file.errorString(), QLatin1String("create ") + m_file.fileName()};
-        m_created = true;
+        m_fd = ::open(m_name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (m_fd < 0)
+            return failure("create");
         return {};
     }
     Result<void> append(const QByteArray &bytes)
     {
-        if (m_file.write(bytes) != bytes.size())
-            return Error{m_file.errorString(), QLatin1String("write ") + m_file.fileName()};
+        const char *next = bytes.constData();
+        qsizetype left = bytes.size();
+        while (left > 0) {
+            const ssize_t written = ::write(m_fd, next, size_t(left));
+            if (written < 0 && errno == EINTR)
+                continue;
+            if (written <= 0) {
+                if (written == 0)
+                    errno = ENOSPC;
+                return failure("write");
+            }
+            next += written;
+            left -= written;
+        }
         return {};
     }
     Result<QString> finish()
     {
-        if (!m_file.flush())
-            return Error{m_file.errorString(), QLatin1String("write ") + m_file.fileName()};
-        m_file.close();
+        const int fd = std::exchange(m_fd, -1);
+        if (::close(fd) != 0) {
+            const Error error = failure("close");
+            ::unlink(m_name.constData());
+            return error;
+        }
         m_kept = true;
-        return m_file.fileName();
+        return m_path;
     }
 
 private:
-    QFile m_file;
-    bool m_created = false;
+    Error failure(const char *step) const
+    {
+        return Error{QString::fromLocal8Bit(std::strerror(errno)), QLatin1String(step) + QLatin1Char(' ') + m_path};
+    }
+
+    QString m_path;
+    QByteArray m_name;
+    int m_fd = -1;
     bool m_kept = false;
 };
 
