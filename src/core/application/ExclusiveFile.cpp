@@ -6,47 +6,80 @@
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
+#include <utility>
 
-namespace {
-
-Error systemError(const char *step, const QString &path)
+Result<ExclusiveFile> ExclusiveFile::create(const QString &path, Access access)
 {
-    return Error{QString::fromLocal8Bit(std::strerror(errno)), QLatin1String(step) + QLatin1Char(' ') + path};
+    const mode_t mode = access == Access::privateToUser ? 0600 : 0666;
+    const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    ExclusiveFile file(path, fd);
+    if (fd < 0)
+        return file.failure("create");
+    return file;
 }
-
-} // namespace
 
 Result<void> ExclusiveFile::write(const QString &path, const QByteArray &data, Access access)
 {
-    const QByteArray name = QFile::encodeName(path);
-    const mode_t mode = access == Access::privateToUser ? 0600 : 0666;
-    const int fd = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    if (fd < 0)
-        return systemError("create", path);
+    Result<ExclusiveFile> file = create(path, access);
+    if (!file)
+        return file.error();
+    if (Result<void> written = file.value().append(data); !written)
+        return written;
+    return file.value().finish();
+}
 
-    const char *next = data.constData();
-    qsizetype left = data.size();
+ExclusiveFile::ExclusiveFile(QString path, int fd)
+    : m_path(std::move(path))
+    , m_fd(fd)
+{
+}
+
+ExclusiveFile::ExclusiveFile(ExclusiveFile &&other) noexcept
+    : m_path(std::move(other.m_path))
+    , m_fd(std::exchange(other.m_fd, -1))
+{
+}
+
+ExclusiveFile::~ExclusiveFile()
+{
+    if (m_fd < 0)
+        return;
+    ::close(m_fd);
+    ::unlink(QFile::encodeName(m_path).constData());
+}
+
+Result<void> ExclusiveFile::append(const QByteArray &bytes)
+{
+    const char *next = bytes.constData();
+    qsizetype left = bytes.size();
     while (left > 0) {
-        const ssize_t written = ::write(fd, next, size_t(left));
+        const ssize_t written = ::write(m_fd, next, size_t(left));
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0) {
             // A full disk may take a short write first and refuse only the rest.
             if (written == 0)
                 errno = ENOSPC;
-            const Error failure = systemError("write", path);
-            ::close(fd);
-            ::unlink(name.constData());
-            return failure;
+            return failure("write");
         }
         next += written;
         left -= written;
     }
+    return {};
+}
+
+Result<void> ExclusiveFile::finish()
+{
     // Some file systems (NFS, quotas) report a failed write only when the file is closed.
-    if (::close(fd) != 0) {
-        const Error failure = systemError("close", path);
-        ::unlink(name.constData());
-        return failure;
+    if (::close(std::exchange(m_fd, -1)) != 0) {
+        const Error error = failure("close");
+        ::unlink(QFile::encodeName(m_path).constData());
+        return error;
     }
     return {};
+}
+
+Error ExclusiveFile::failure(const char *step) const
+{
+    return Error{QString::fromLocal8Bit(std::strerror(errno)), QLatin1String(step) + QLatin1Char(' ') + m_path};
 }

@@ -1,16 +1,12 @@
 #include "MultipartBody.h"
 
+#include "ExclusiveFile.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QMimeDatabase>
 #include <QUuid>
-
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
-#include <utility>
 
 namespace {
 
@@ -24,76 +20,6 @@ QByteArray fieldBlock(const QByteArray &delimiter, const FormField &field)
     return delimiter + "\r\nContent-Disposition: form-data; name=\"" + field.first.toUtf8() + "\"\r\n\r\n"
         + field.second.toUtf8() + "\r\n";
 }
-
-// Keeps the body file until the body is complete, so that a failure half-way leaves no
-// fragment of the user's file behind. Written through the system's calls, so that a full disk
-// reads "No space left on device" (Qt reports a short write as "Unknown error").
-class BodyFile
-{
-public:
-    explicit BodyFile(QString path)
-        : m_path(std::move(path))
-        , m_name(QFile::encodeName(m_path))
-    {
-    }
-    ~BodyFile()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-        if (m_fd >= 0 && !m_kept)
-            ::unlink(m_name.constData());
-    }
-    BodyFile(const BodyFile &) = delete;
-    BodyFile &operator=(const BodyFile &) = delete;
-
-    Result<void> create()
-    {
-        m_fd = ::open(m_name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (m_fd < 0)
-            return failure("create");
-        return {};
-    }
-    Result<void> append(const QByteArray &bytes)
-    {
-        const char *next = bytes.constData();
-        qsizetype left = bytes.size();
-        while (left > 0) {
-            const ssize_t written = ::write(m_fd, next, size_t(left));
-            if (written < 0 && errno == EINTR)
-                continue;
-            if (written <= 0) {
-                if (written == 0)
-                    errno = ENOSPC;
-                return failure("write");
-            }
-            next += written;
-            left -= written;
-        }
-        return {};
-    }
-    Result<QString> finish()
-    {
-        const int fd = std::exchange(m_fd, -1);
-        if (::close(fd) != 0) {
-            const Error error = failure("close");
-            ::unlink(m_name.constData());
-            return error;
-        }
-        m_kept = true;
-        return m_path;
-    }
-
-private:
-    Error failure(const char *step) const
-    {
-        return Error{QString::fromLocal8Bit(std::strerror(errno)), QLatin1String(step) + QLatin1Char(' ') + m_path};
-    }
-
-    QString m_path;
-    QByteArray m_name;
-    int m_fd = -1;
-    bool m_kept = false;
-};
 
 } // namespace
 
@@ -142,9 +68,12 @@ Result<QString> MultipartBody::write(
         }
     }
     const QString folder = directory.isEmpty() ? QDir::tempPath() : directory;
-    BodyFile body(QDir(folder).filePath(QLatin1String("qorvel-upload-") + canonicalUuid()));
-    if (Result<void> created = body.create(); !created)
+    // Private: it holds the user's file and, for an account, the userhash.
+    Result<ExclusiveFile> created = ExclusiveFile::create(
+        QDir(folder).filePath(QLatin1String("qorvel-upload-") + canonicalUuid()), ExclusiveFile::Access::privateToUser);
+    if (!created)
         return created.error();
+    ExclusiveFile &body = created.value();
 
     const QByteArray delimiter = "--" + m_boundary.toUtf8();
     for (const FormField &field : fields) {
@@ -183,5 +112,7 @@ Result<QString> MultipartBody::write(
 
     if (Result<void> written = body.append(delimiter + "--\r\n"); !written)
         return written.error();
-    return body.finish();
+    if (Result<void> finished = body.finish(); !finished)
+        return finished.error();
+    return body.path();
 }
