@@ -82,8 +82,7 @@ int runCommand(CompositionRoot &root, const Invocation &invocation, QTextStream 
     case Invocation::Action::upload: {
         QTextStream progress(stderr);
         UploadCommand command(
-            [&root](std::optional<QString> userhash) { return root.makeUploader(std::move(userhash)); }, secrets,
-            history);
+            [&root](const std::optional<QString> &userhash) { return root.makeUploader(userhash); }, secrets, history);
         return command.run(invocation.upload, output, errors, ::isatty(STDERR_FILENO) ? &progress : nullptr);
     }
     case Invocation::Action::listUploads:
