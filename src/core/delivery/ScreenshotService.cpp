@@ -77,7 +77,7 @@ ScreenshotService::ScreenshotService(Parts parts, QObject *parent)
 
 ScreenshotService::~ScreenshotService()
 {
-    // Whoever still waits is told now, not never.
+    // A service that goes answers no one: the open selection closes without a capture.
     m_waiting.clear();
     cancelSelection();
 }
