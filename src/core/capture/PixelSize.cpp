@@ -1,5 +1,6 @@
 #include "PixelSize.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -7,12 +8,14 @@ namespace {
 
 qint64 toPixels(double points, double scale)
 {
-    const double product = points * scale;
-    // 2^63 itself is not representable as qint64, so the bound is exclusive.
-    constexpr double limit = 9223372036854775808.0;
-    if (!std::isfinite(product) || std::round(product) >= limit || std::round(product) < -limit)
-        qFatal("pixelSize: %g points at scale %g is not a pixel count", points, scale);
-    return static_cast<qint64>(std::round(product)); // std::round: halves away from zero
+    // Saturated to int: every image, QRect and X request counts pixels in int, and no screen
+    // comes near. Sizes outside any screen (a typed area, a message from another process) are
+    // cut to their display by the callers; this only keeps the arithmetic defined until then.
+    constexpr double largest = std::numeric_limits<int>::max();
+    const double product = std::round(points * scale); // std::round: halves away from zero
+    if (std::isnan(product))
+        return 0;
+    return static_cast<qint64>(std::clamp(product, -largest, largest));
 }
 
 } // namespace

@@ -16,8 +16,8 @@ struct PixelSize
     friend bool operator==(const PixelSize &, const PixelSize &) = default;
 };
 
-// Points times scale, rounded to the nearest integer with halves away from zero. A product that
-// is not finite or does not fit 64 bits is a programming fault and stops the process.
+// Points times scale, rounded to the nearest integer with halves away from zero. Beyond what an
+// int holds the count saturates, and a size that is not a number counts 0: no input aborts.
 PixelSize pixelSize(const QSizeF &sizeInPoints, double scale);
 
 // The pixel where an area that starts at `points` begins: rounded like pixelSize, so an area and

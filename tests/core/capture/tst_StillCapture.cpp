@@ -1,4 +1,5 @@
 #include "CaptureError.h"
+#include "FrozenScreenCapture.h"
 #include "StillCapture.h"
 
 #include <QTest>
@@ -147,6 +148,9 @@ private Q_SLOTS:
         QTest::newRow("0.2 at 2") << 0.2 << 2.0 << qint64(0);
         QTest::newRow("333 at 1.5") << 333.0 << 1.5 << qint64(500);
         QTest::newRow("negative halves away from zero") << -0.75 << 2.0 << qint64(-2);
+        // Counts no screen has saturate instead of stopping the process.
+        QTest::newRow("beyond any screen") << 1e300 << 2.0 << qint64(std::numeric_limits<int>::max());
+        QTest::newRow("not a number") << std::nan("") << 1.0 << qint64(0);
     }
 
     void pixelSizeRounding()
@@ -155,6 +159,26 @@ private Q_SLOTS:
         QFETCH(double, scale);
         QFETCH(qint64, pixels);
         QCOMPARE(pixelSize(QSizeF(points, points), scale), (PixelSize{pixels, pixels}));
+    }
+
+    // The overlay's frozen grabs are cut to what was frozen, however large the area asked for.
+    void frozenAreasAreCutToTheGrab_data()
+    {
+        QTest::addColumn<QRectF>("area");
+        QTest::addColumn<QSize>("cut"); // none: the selected area is empty
+        QTest::newRow("inside") << QRectF(10, 10, 20, 30) << QSize(40, 60);
+        QTest::newRow("beyond the edge") << QRectF(1200, 700, 1e300, 1e300) << QSize(160, 200);
+        QTest::newRow("off the display") << QRectF(-1e300, 0, 100, 100) << QSize();
+    }
+    void frozenAreasAreCutToTheGrab()
+    {
+        QFETCH(QRectF, area);
+        QFETCH(QSize, cut);
+        const ScreenDisplay display = m_platform.content.displays.at(1);
+        FrozenScreenCapture frozen(m_platform.content, {{display.id, Bitmap::allocate(QSize(2560, 1600))}}, m_platform);
+        const Result<Bitmap> image = frozen.grabDisplayArea(display, area, pixelSize(area.size(), display.scale));
+        QCOMPARE(image ? image->size() : QSize(), cut);
+        QVERIFY(image || image.error().message == description(CaptureError::emptySelection));
     }
 
     void targetsCompareExactly()
