@@ -8,6 +8,12 @@
 #include <QMimeDatabase>
 #include <QUuid>
 
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 QString canonicalUuid()
@@ -19,6 +25,33 @@ QByteArray fieldBlock(const QByteArray &delimiter, const FormField &field)
 {
     return delimiter + "\r\nContent-Disposition: form-data; name=\"" + field.first.toUtf8() + "\"\r\n\r\n"
         + field.second.toUtf8() + "\r\n";
+}
+
+// Only a regular file has an end: /dev/zero would fill the disk and a FIFO would hang. Opened
+// without waiting, since a FIFO's open blocks until someone writes to it; symbolic links are
+// followed.
+Result<void> openRegularFile(QFile &source, const QString &path)
+{
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    struct stat status = {};
+    if (fd < 0 || ::fstat(fd, &status) != 0) {
+        const Error error{QString::fromLocal8Bit(std::strerror(errno)), QLatin1String("open ") + path};
+        if (fd >= 0)
+            ::close(fd);
+        return error;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        ::close(fd);
+        return Error{S_ISDIR(status.st_mode) ? QString::fromLocal8Bit(std::strerror(EISDIR))
+                                             : QStringLiteral("Not a regular file"),
+            QLatin1String("upload ") + path};
+    }
+    // A regular file never blocks, so O_NONBLOCK changes nothing for its reads.
+    if (!source.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return Error{source.errorString(), QLatin1String("open ") + path};
+    }
+    return {};
 }
 
 } // namespace
@@ -59,13 +92,12 @@ QString MultipartBody::contentType(const QString &filePath)
 Result<QString> MultipartBody::write(
     const QList<FormField> &fields, const std::optional<FilePart> &file, const QString &directory) const
 {
+    // The source is opened, and what was opened checked, before the body exists: nothing can be
+    // swapped in between, and an unusable source leaves no body behind.
+    QFile source;
     if (file) {
-        // Only a regular file has an end: /dev/zero would fill the disk, a FIFO would hang.
-        const QFileInfo source(file->filePath); // after symbolic links
-        if (source.exists() && !source.isFile()) {
-            return Error{source.isDir() ? QStringLiteral("Is a directory") : QStringLiteral("Not a regular file"),
-                QLatin1String("upload ") + file->filePath};
-        }
+        if (Result<void> opened = openRegularFile(source, file->filePath); !opened)
+            return opened.error();
     }
     const QString folder = directory.isEmpty() ? QDir::tempPath() : directory;
     // Private: it holds the user's file and, for an account, the userhash.
@@ -82,9 +114,6 @@ Result<QString> MultipartBody::write(
     }
 
     if (file) {
-        QFile source(file->filePath);
-        if (!source.open(QIODevice::ReadOnly))
-            return Error{source.errorString(), QLatin1String("open ") + file->filePath};
         const QByteArray header = delimiter + "\r\nContent-Disposition: form-data; name=\"" + file->fieldName.toUtf8()
             + "\"; filename=\"" + fileName(file->filePath).toUtf8()
             + "\"\r\nContent-Type: " + contentType(file->filePath).toUtf8() + "\r\n\r\n";
