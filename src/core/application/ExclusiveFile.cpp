@@ -3,6 +3,7 @@
 #include <QFile>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
@@ -26,6 +27,43 @@ Result<void> ExclusiveFile::write(const QString &path, const QByteArray &data, A
     if (Result<void> written = file.value().append(data); !written)
         return written;
     return file.value().finish();
+}
+
+Result<void> ExclusiveFile::move(const QString &source, const QString &path, Access access)
+{
+    const QByteArray from = QFile::encodeName(source);
+    const auto failed = [&](const char *step) {
+        return Error{QString::fromLocal8Bit(std::strerror(errno)),
+            QLatin1String(step) + QLatin1Char(' ') + source + QLatin1String(" to ") + path};
+    };
+    const QByteArray to = QFile::encodeName(path);
+    if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) == 0)
+        return {};
+    // EINVAL: a file system that cannot rename without replacing; a copy never replaces.
+    if (errno != EXDEV && errno != EINVAL)
+        return failed("move");
+
+    const int in = ::open(from.constData(), O_RDONLY | O_CLOEXEC);
+    if (in < 0)
+        return failed("open");
+    Result<ExclusiveFile> copy = create(path, access);
+    Result<void> copied = copy ? Result<void>() : Result<void>(copy.error());
+    QByteArray chunk(qsizetype(1) << 20, Qt::Uninitialized);
+    while (copied) {
+        const ssize_t count = ::read(in, chunk.data(), size_t(chunk.size()));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0) {
+            copied = count == 0 ? copy.value().finish() : Result<void>(failed("read"));
+            break;
+        }
+        copied = copy.value().append(QByteArray::fromRawData(chunk.constData(), count));
+    }
+    ::close(in);
+    // The copy is whole: a source that cannot be removed now is a stray file, not a failed move.
+    if (copied)
+        ::unlink(from.constData());
+    return copied;
 }
 
 ExclusiveFile::ExclusiveFile(QString path, int fd)

@@ -21,6 +21,11 @@ public:
     static Result<ExclusiveFile> create(const QString &path, Access access = Access::shared);
     // The whole file at once.
     static Result<void> write(const QString &path, const QByteArray &data, Access access = Access::shared);
+    // Moves `source` to `path`, which must not exist either. Within one file system a rename
+    // that keeps the file's mode; across file systems (a staging folder and a save folder on
+    // different disks) a copy created as above, the source removed once the copy is whole.
+    // Qt's own fallback copy reports a full disk as "Failure to write block".
+    static Result<void> move(const QString &source, const QString &path, Access access = Access::shared);
 
     ExclusiveFile(ExclusiveFile &&other) noexcept;
     ExclusiveFile &operator=(ExclusiveFile &&) = delete;

@@ -43,7 +43,7 @@ Result<QString> writeNamed(const QString &folder, bool privateToUser, const QStr
 }
 
 // Moves `source` into `folder` under the template's name, keeping its extension. The move
-// never replaces a file: Qt's rename refuses an existing target.
+// never replaces a file, and a full disk says so in the system's words.
 Result<QString> moveNamed(const QString &source, const QString &folder, bool privateToUser, const QString &baseName)
 {
     if (Result<void> made = makeFolder(folder, privateToUser); !made)
@@ -51,11 +51,12 @@ Result<QString> moveNamed(const QString &source, const QString &folder, bool pri
     const QString extension = QFileInfo(source).suffix();
     for (int attempt = 0;; ++attempt) {
         const QString path = FileNameTemplate::uniqueFilePath(folder, baseName, extension);
-        QFile file(source);
-        if (file.rename(path))
+        const Result<void> moved = ExclusiveFile::move(
+            source, path, privateToUser ? ExclusiveFile::Access::privateToUser : ExclusiveFile::Access::shared);
+        if (moved)
             return path;
         if (attempt >= 3 || !QFileInfo::exists(path))
-            return Error{file.errorString(), QLatin1String("move ") + source + QLatin1String(" to ") + path};
+            return moved.error();
     }
 }
 
