@@ -2,6 +2,7 @@
 
 #include "ErrorOutput.h"
 #include "SecretStore.h"
+#include "TerminalText.h"
 
 int AccountCommand::show(SecretStore &secrets, QTextStream &output, QTextStream &errors)
 {
@@ -41,5 +42,5 @@ QString AccountCommand::masked(const QString &userhash)
 {
     if (userhash.size() < 12)
         return QStringLiteral("(%1 characters)").arg(userhash.size());
-    return userhash.left(2) + QStringLiteral("…") + userhash.right(2);
+    return printableText(userhash.left(2) + QStringLiteral("…") + userhash.right(2));
 }

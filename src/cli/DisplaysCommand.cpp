@@ -2,6 +2,7 @@
 
 #include "ErrorOutput.h"
 #include "ScreenCapturePlatform.h"
+#include "TerminalText.h"
 
 #include <QTextStream>
 
@@ -13,7 +14,7 @@ int DisplaysCommand::run(ScreenCapturePlatform &platform, QTextStream &output, Q
     for (const ScreenDisplay &display : content->displays) {
         const QRectF &frame = display.frame;
         output << display.id << '\t' << frame.x() << ',' << frame.y() << ' ' << frame.width() << 'x' << frame.height()
-               << '\t' << display.scale << '\t' << display.name << '\n';
+               << '\t' << display.scale << '\t' << printableText(display.name) << '\n';
     }
     return 0;
 }

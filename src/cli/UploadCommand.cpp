@@ -3,6 +3,7 @@
 #include "ErrorOutput.h"
 #include "MultipartBody.h"
 #include "SecretStore.h"
+#include "TerminalText.h"
 #include "UploadHistory.h"
 
 #include <QDateTime>
@@ -76,7 +77,7 @@ int UploadCommand::run(const UploadOptions &options, QTextStream &output, QTextS
         std::optional<Result<UploadResult>> result;
         QEventLoop loop;
         {
-            ProgressBar bar(progress, QFileInfo(path).fileName());
+            ProgressBar bar(progress, printableText(QFileInfo(path).fileName()));
             (*uploader)->upload(
                 path, [&bar](double fraction) { bar.show(fraction); },
                 [&result, &loop](Result<UploadResult> done) {
@@ -92,7 +93,7 @@ int UploadCommand::run(const UploadOptions &options, QTextStream &output, QTextS
             continue;
         }
         m_history.add(UploadRecord::fromResult(**result, kindOf(path), QDateTime::currentDateTimeUtc()));
-        output << (*result)->url.toString() << '\n' << Qt::flush;
+        output << printableText((*result)->url.toString()) << '\n' << Qt::flush;
     }
     return status;
 }

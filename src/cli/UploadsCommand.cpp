@@ -1,6 +1,7 @@
 #include "UploadsCommand.h"
 
 #include "ErrorOutput.h"
+#include "TerminalText.h"
 #include "UploadError.h"
 #include "UploadHistory.h"
 
@@ -37,7 +38,7 @@ int UploadsCommand::list(const UploadHistory &history, QTextStream &output)
         output << qSetFieldWidth(2) << Qt::right << (i + 1) << qSetFieldWidth(0) << Qt::left << "  "
                << rawValue(record.kind) << "  "
                << record.date.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm")) << "  "
-               << record.url.toString() << "  "
+               << printableText(record.url.toString()) << "  "
                << (record.deletable ? QStringLiteral("deletable") : QStringLiteral("anonymous")) << "  "
                << record.id.toString(QUuid::WithoutBraces).toUpper() << '\n';
     }
@@ -64,7 +65,7 @@ int UploadsCommand::remove(
     if (!result->ok())
         return printError(errors, result->error().message);
     history.remove(record->id);
-    output << "Deleted " << record->url.toString() << '\n';
+    output << "Deleted " << printableText(record->url.toString()) << '\n';
     return 0;
 }
 

@@ -1,6 +1,7 @@
 #include "WindowsCommand.h"
 
 #include "ErrorOutput.h"
+#include "TerminalText.h"
 #include "WindowFilter.h"
 
 #include <QCoreApplication>
@@ -20,7 +21,7 @@ int WindowsCommand::run(WindowListSource &source, QTextStream &output, QTextStre
         const QRectF &frame = window.frame;
         output << "0x" << QString::number(window.id, 16) << '\t' << frame.x() << ',' << frame.y() << ' '
                << frame.width() << 'x' << frame.height() << '\t' << window.ownerPid << '\t'
-               << applications.value(window.id) << '\n';
+               << printableText(applications.value(window.id)) << '\n';
     }
     return 0;
 }
