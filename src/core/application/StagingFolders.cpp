@@ -36,10 +36,18 @@ Result<void> StagingFolders::makePrivate(const QString &folder)
     const QByteArray name = QFile::encodeName(folder);
     if (::mkdir(name.constData(), 0700) != 0 && errno != EEXIST)
         return failed("mkdir");
-    // O_NOFOLLOW: a link in the folder's place fails here (ELOOP) instead of being chmodded.
+    // O_NOFOLLOW: a link in the folder's place fails here (ENOTDIR beside O_DIRECTORY) instead
+    // of being chmodded. Nor is it removed: it may be the user's way of moving the cache.
     const int fd = ::open(name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0)
+    if (fd < 0) {
+        const int openError = errno;
+        struct stat link = {};
+        if (::lstat(name.constData(), &link) == 0 && S_ISLNK(link.st_mode))
+            return Error{QStringLiteral("%1 is a symbolic link; captures wait only in a private folder.").arg(folder),
+                QLatin1String("open ") + folder};
+        errno = openError;
         return failed("open");
+    }
     const bool privateNow = ::fchmod(fd, 0700) == 0;
     const int chmodError = errno;
     ::close(fd);

@@ -39,10 +39,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("survives");
         for (const bool recordings : {false, true}) {
             const char *folder = recordings ? "Recordings" : "Uploads";
-            QTest::addRow("%s: 23 hours", folder) << recordings << qint64(23 * 3600) << true;
             QTest::addRow("%s: a minute short of a day", folder) << recordings << qint64(86400 - 60) << true;
             QTest::addRow("%s: a minute over a day", folder) << recordings << qint64(86400 + 60) << false;
-            QTest::addRow("%s: 25 hours", folder) << recordings << qint64(25 * 3600) << false;
         }
     }
 
@@ -106,7 +104,7 @@ private Q_SLOTS:
         const Result<void> made = StagingFolders::makePrivate(staging.uploads());
         struct stat status = {};
         if (before == QLatin1String("link")) {
-            QVERIFY(!made.ok());
+            QVERIFY(!made.ok() && made.error().message.contains(QLatin1String("symbolic link")));
             QVERIFY(::stat(QFile::encodeName(elsewhere).constData(), &status) == 0);
             QCOMPARE(status.st_mode & 0777, mode_t(0755));
             return;
