@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
@@ -57,16 +56,14 @@ private Q_SLOTS:
         const pid_t child = ::fork();
         if (child == 0) {
             // The user keeps its own ids inside, so that it may create files on the new disk.
-            const auto set = [](const char *file, const QByteArray &text) {
-                const int fd = ::open(file, O_WRONLY | O_CLOEXEC);
-                const bool done = fd >= 0 && ::write(fd, text.constData(), size_t(text.size())) == text.size();
-                return (fd < 0 || ::close(fd) == 0) && done;
-            };
+            const bool ownNamespace = ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0;
+            if (ownNamespace) {
+                writeTestFile(QStringLiteral("/proc/self/setgroups"), "deny");
+                writeTestFile(QStringLiteral("/proc/self/uid_map"), uid + ' ' + uid + " 1");
+                writeTestFile(QStringLiteral("/proc/self/gid_map"), gid + ' ' + gid + " 1");
+            }
             QByteArray report = "no namespace or tmpfs: ";
-            if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 || !set("/proc/self/setgroups", "deny")
-                || !set("/proc/self/uid_map", uid + ' ' + uid + " 1")
-                || !set("/proc/self/gid_map", gid + ' ' + gid + " 1")
-                || ::mount("tmpfs", QFile::encodeName(disk).constData(), "tmpfs", 0, "size=16k") != 0) {
+            if (!ownNamespace || ::mount("tmpfs", QFile::encodeName(disk).constData(), "tmpfs", 0, "size=16k") != 0) {
                 report += std::strerror(errno);
             } else {
                 if (taken)
@@ -86,8 +83,7 @@ private Q_SLOTS:
         QFile pipe;
         QVERIFY(pipe.open(answer[0], QIODevice::ReadOnly, QFileDevice::AutoCloseHandle));
         const QByteArray report = pipe.readAll();
-        int status = 0;
-        QCOMPARE(::waitpid(child, &status, 0), child);
+        QCOMPARE(::waitpid(child, nullptr, 0), child);
         // What was there stays; a failure leaves nothing behind; a move takes its source along.
         const QByteArray contents = taken         ? "mine"
             : !message.isEmpty()                  ? "none"

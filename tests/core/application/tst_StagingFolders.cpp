@@ -1,6 +1,7 @@
 #include "StagingFolders.h"
 
 #include "ExclusiveFile.h"
+#include "TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,11 +25,7 @@ private:
 
     static void touch(const QString &path, const QDateTime &modified)
     {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("capture");
-        file.close();
-        setModified(path, modified);
+        setModified(writeTestFile(path, "capture"), modified);
     }
 
 private Q_SLOTS:
