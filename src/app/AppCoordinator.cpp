@@ -1,16 +1,27 @@
 #include "AppCoordinator.h"
 
+#include "AboutView.h"
+#include "ChoiceAlert.h"
+#include "Clipboard.h"
 #include "CompositionRoot.h"
 #include "FreedesktopNotifier.h"
 #include "InstanceCommands.h"
 #include "SettingsPlaceholderView.h"
 #include "ShutterSound.h"
+#include "StatusIcon.h"
+#include "StatusItemController.h"
+#include "Uploader.h"
+#include "Version.h"
 #include "WarningAlert.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QDesktopServices>
+#include <QDir>
 #include <QLoggingCategory>
 #include <QProcess>
+#include <QTimer>
+#include <QUrl>
 
 Q_DECLARE_LOGGING_CATEGORY(lcApp)
 
@@ -29,13 +40,72 @@ AppCoordinator::~AppCoordinator()
 {
     // The services report to the notifier and the clipboard: they go first.
     m_commands.reset();
+    m_statusItem.reset();
     m_capture.reset();
 }
 
 void AppCoordinator::start()
 {
+    installStatusItem();
     m_root.preferences().watchFile();
+    if (const Result<CaptureServices *> services = captureServices(); services) {
+        CaptureOutput &output = *(*services)->output;
+        connect(&output, &CaptureOutput::uploadProgress, this,
+            [this](double fraction) { m_statusItem->setUploadProgress(fraction); });
+        connect(&output, &CaptureOutput::runningUploadsChanged, this, [this](int running) {
+            if (running == 0)
+                m_statusItem->setUploadProgress(std::nullopt);
+        });
+        connect((*services)->history.get(), &UploadHistory::changed, m_statusItem.get(),
+            &StatusItemController::rebuildMenu);
+    } else {
+        qCWarning(lcApp) << "no captures in this session:" << services.error().message << services.error().detail;
+    }
     m_root.sweepLeftovers();
+    announceMissingTray();
+}
+
+void AppCoordinator::installStatusItem()
+{
+    StatusItemController::Actions actions;
+    actions.takeScreenshot = [this]() { takeScreenshot(); };
+    actions.toggleRecording = [this]() { toggleRecording(); };
+    actions.openSaveFolder = [this]() { openSaveFolder(); };
+    actions.showSettings = [this]() { showSettings(); };
+    actions.showAbout = [this]() { showAbout(); };
+    actions.recentUploads = [this]() {
+        const Result<CaptureServices *> services = captureServices();
+        if (!services)
+            return QList<UploadRecord>();
+        (*services)->history->refresh();
+        return (*services)->history->records();
+    };
+    actions.copyUpload = [this](const UploadRecord &record) { copyUpload(record); };
+    actions.openUpload = [this](const UploadRecord &record) { openUpload(record); };
+    actions.deleteUpload = [this](const UploadRecord &record) { deleteUpload(record); };
+    actions.clearUploads = [this]() { clearUploads(); };
+    actions.quit = []() { QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection); };
+    m_statusItem = std::make_unique<StatusItemController>(
+        std::move(actions), [](const QString &) { return QKeySequence(); }, m_root.trayForeground());
+    m_statusItem->install();
+}
+
+void AppCoordinator::announceMissingTray()
+{
+    if (StatusItemController::trayAvailable())
+        return;
+    qCInfo(lcApp) << "no system tray on this desktop: the item waits for one";
+    notify(QStringLiteral("Qorvel is running without a tray icon"),
+        QStringLiteral("This desktop shows no tray icons. Open the settings with qorvel --settings."), false);
+}
+
+void AppCoordinator::notify(const QString &title, const QString &body, bool failure)
+{
+    NotificationRequest request;
+    request.title = title;
+    request.body = body;
+    request.failure = failure;
+    m_notifier->post(request);
 }
 
 Result<CaptureServices *> AppCoordinator::captureServices()
@@ -62,10 +132,126 @@ InstanceChannel::Cancel AppCoordinator::serveCommand(
     return m_commands->run(command, reply);
 }
 
+void AppCoordinator::takeScreenshot()
+{
+    const Result<CaptureServices *> services = captureServices();
+    if (!services) {
+        WarningAlert::show(QStringLiteral("Screen capture is unavailable"), services.error().message);
+        return;
+    }
+    ScreenshotService &screenshots = *(*services)->screenshots;
+    // A second press while the overlay is up closes it, and that is all it does.
+    if (screenshots.isSelecting()) {
+        screenshots.cancelSelection();
+        return;
+    }
+    screenshots.take(ScreenshotRequest::userSelection(), [this](const ScreenshotOutcome &outcome) {
+        // Failures of the capture itself are notified by the service; only the gate's answers
+        // need a word from here.
+        showCaptureAlert(outcome);
+    });
+}
+
+void AppCoordinator::showCaptureAlert(const ScreenshotOutcome &outcome)
+{
+    switch (outcome.kind) {
+    case ScreenshotOutcome::Kind::unavailable:
+        WarningAlert::show(QStringLiteral("Screen capture is unavailable"), outcome.error.message);
+        return;
+    case ScreenshotOutcome::Kind::permissionMissing:
+        ChoiceAlert::ask(QStringLiteral("Qorvel needs the Screen Recording permission"),
+            QStringLiteral("Turn on Qorvel in System Settings → Privacy & Security → Screen & System Audio "
+                           "Recording. If Qorvel is already on, restart it: macOS applies the permission only to "
+                           "a newly launched app."),
+            {{QStringLiteral("Open System Settings"), QMessageBox::AcceptRole,
+                 [this]() {
+                     if (m_capture)
+                         m_capture->permission->markAccessRequested();
+                     QDesktopServices::openUrl(QUrl(QStringLiteral(
+                         "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture")));
+                 }},
+                {QStringLiteral("Restart Qorvel"), QMessageBox::ActionRole, [this]() { relaunch(); }},
+                {QStringLiteral("Cancel"), QMessageBox::RejectRole, {}}});
+        return;
+    default:
+        return;
+    }
+}
+
+void AppCoordinator::toggleRecording()
+{
+    // Recording comes with the recorder; until then the shortcut says so instead of nothing.
+    notify(
+        QStringLiteral("Couldn't record the video"), QStringLiteral("This version of Qorvel can't record yet."), true);
+}
+
+void AppCoordinator::openSaveFolder()
+{
+    const QString folder = m_root.preferences().folder(PreferenceKey::screenshotSaveFolderPath);
+    // A folder that cannot be made is still asked for: the file manager says what is wrong.
+    QDir().mkpath(folder);
+    QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
+}
+
 void AppCoordinator::showSettings()
 {
     m_windows.show(QStringLiteral("settings"), tr("Qorvel Settings"),
         [this] { return new SettingsPlaceholderView(m_root.preferences().filePath()); });
+}
+
+void AppCoordinator::showAbout()
+{
+    m_windows.show(QStringLiteral("about"), tr("About Qorvel"), [] {
+        StatusIcon::Look look;
+        look.foreground = QColor(0x1d, 0x1d, 0x1f);
+        return new AboutView(StatusIcon::make(look), QLatin1String(qorvelVersion));
+    });
+}
+
+void AppCoordinator::copyUpload(const UploadRecord &record)
+{
+    m_clipboard->setLink(record.url);
+}
+
+void AppCoordinator::openUpload(const UploadRecord &record)
+{
+    QDesktopServices::openUrl(record.url);
+}
+
+void AppCoordinator::deleteUpload(const UploadRecord &record)
+{
+    ChoiceAlert::ask(QStringLiteral("Delete this file from Catbox?"),
+        record.url.toString() + QLatin1String("\nThe link will stop working. This can't be undone."),
+        {{QStringLiteral("Delete"), QMessageBox::DestructiveRole, [this, record]() { removeFromCatbox(record); }},
+            {QStringLiteral("Cancel"), QMessageBox::RejectRole, {}}});
+}
+
+void AppCoordinator::removeFromCatbox(const UploadRecord &record)
+{
+    Result<std::unique_ptr<Uploader>> uploader = m_root.makeAccountUploader();
+    if (!uploader) {
+        notify(QStringLiteral("Couldn't delete from Catbox"), uploader.error().message, true);
+        return;
+    }
+    m_removals.push_back(std::move(uploader).value());
+    const auto removal = std::prev(m_removals.end());
+    (*removal)->remove(record.remoteName, [this, record, removal](const Result<void> &removed) {
+        if (removed) {
+            if (m_capture)
+                m_capture->history->remove(record.id);
+            notify(QStringLiteral("Deleted from Catbox"), QString(), false);
+        } else {
+            notify(QStringLiteral("Couldn't delete from Catbox"), removed.error().message, true);
+        }
+        // Not from inside its own completion.
+        QTimer::singleShot(0, this, [this, removal]() { m_removals.erase(removal); });
+    });
+}
+
+void AppCoordinator::clearUploads()
+{
+    if (const Result<CaptureServices *> services = captureServices(); services)
+        (*services)->history->clear();
 }
 
 void AppCoordinator::relaunch()

@@ -3,10 +3,12 @@
 #include "CaptureServices.h"
 #include "InstanceChannel.h"
 #include "Result.h"
+#include "UploadRecord.h"
 #include "WindowPresenter.h"
 
 #include <QObject>
 
+#include <list>
 #include <memory>
 #include <optional>
 
@@ -15,6 +17,8 @@ class CompositionRoot;
 class InstanceCommands;
 class Notifier;
 class ShutterSound;
+class StatusItemController;
+class Uploader;
 
 // Owns every long-lived service of the running tray application and runs its user flows. The
 // tray, the shortcuts, D-Bus and the command line all reach captures through it.
@@ -28,7 +32,17 @@ public:
 
     void start();
 
+    // The flows behind the tray menu, the shortcuts and the D-Bus commands.
+    void takeScreenshot();
+    void toggleRecording();
+    void openSaveFolder();
     void showSettings();
+    void showAbout();
+    void copyUpload(const UploadRecord &record);
+    void openUpload(const UploadRecord &record);
+    // Asks first; the record stays in the history unless Catbox confirms the deletion.
+    void deleteUpload(const UploadRecord &record);
+    void clearUploads();
     // Starts a fresh copy of this executable half a second from now and quits at once, so the
     // new process finds the single-instance channel free.
     void relaunch();
@@ -44,6 +58,12 @@ public:
     WindowPresenter &windows() { return m_windows; }
 
 private:
+    void installStatusItem();
+    void announceMissingTray();
+    void showCaptureAlert(const ScreenshotOutcome &outcome);
+    void removeFromCatbox(const UploadRecord &record);
+    void notify(const QString &title, const QString &body, bool failure);
+
     CompositionRoot &m_root;
     WindowPresenter m_windows;
     std::unique_ptr<Clipboard> m_clipboard;
@@ -51,4 +71,7 @@ private:
     std::unique_ptr<ShutterSound> m_shutter;
     std::optional<CaptureServices> m_capture;
     std::unique_ptr<InstanceCommands> m_commands;
+    std::unique_ptr<StatusItemController> m_statusItem;
+    // Deletions on their way: each uploader lives until its answer has come.
+    std::list<std::unique_ptr<Uploader>> m_removals;
 };

@@ -42,10 +42,18 @@ void AppDelegate::launch()
 
 void AppDelegate::handle(InstanceRequest request)
 {
+    if (!m_coordinator)
+        return;
     switch (request) {
     case InstanceRequest::reopen:
-        if (m_coordinator)
-            m_coordinator->showSettings();
+    case InstanceRequest::showSettings:
+        m_coordinator->showSettings();
+        return;
+    case InstanceRequest::takeScreenshot:
+        m_coordinator->takeScreenshot();
+        return;
+    case InstanceRequest::toggleRecording:
+        m_coordinator->toggleRecording();
         return;
     }
 }

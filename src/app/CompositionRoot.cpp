@@ -16,6 +16,7 @@
 #include "X11Connection.h"
 #include "X11ScreenCapture.h"
 #include "X11ScreenCaptureAccess.h"
+#include "X11SystemTray.h"
 
 #include <QDBusConnection>
 #include <QDesktopServices>
@@ -201,10 +202,12 @@ Result<std::shared_ptr<ScreenCapturePlatform>> CompositionRoot::screenCapture(X1
         return Error{QStringLiteral("Qorvel captures the screen on X11 only for now."),
             QLatin1String("platform ") + QGuiApplication::platformName()};
     }
-    Result<std::shared_ptr<X11Connection>> connection = X11Connection::open();
-    if (!connection)
-        return connection.error();
-    m_x11 = *connection;
+    if (!m_x11) {
+        Result<std::shared_ptr<X11Connection>> connection = X11Connection::open();
+        if (!connection)
+            return connection.error();
+        m_x11 = *connection;
+    }
     auto x11 = std::make_shared<X11ScreenCapture>(m_x11, scaleOfMonitor, pattern);
     if (m_earlyScreenGrab.valid())
         x11->usePrefetchedRoot(std::exchange(m_earlyScreenGrab, {}));
@@ -246,6 +249,24 @@ Result<CaptureServices> CompositionRoot::makeCaptureServices(Desk desk)
         = std::make_unique<ScreenshotService>(ScreenshotService::Parts{m_preferences, live, *services.permission,
             *services.selector, desk.shutter, desk.notifier, *services.output, &ImageEncoder::encode});
     return services;
+}
+
+std::shared_ptr<X11Connection> CompositionRoot::x11()
+{
+    if (!m_x11 && QGuiApplication::platformName() == QLatin1String("xcb")) {
+        if (Result<std::shared_ptr<X11Connection>> connection = X11Connection::open(); connection)
+            m_x11 = *connection;
+    }
+    return m_x11;
+}
+
+QColor CompositionRoot::trayForeground()
+{
+    const std::shared_ptr<X11Connection> connection = x11();
+    if (!connection)
+        return {};
+    const std::optional<quint32> rgb = X11SystemTray::foreground(*connection);
+    return rgb ? QColor(QRgb(*rgb)) : QColor();
 }
 
 std::unique_ptr<Clipboard> CompositionRoot::makeClipboard()

@@ -10,6 +10,8 @@
 #include "Uploader.h"
 #include "X11Grabber.h"
 
+#include <QColor>
+
 #include <functional>
 #include <future>
 #include <memory>
@@ -94,6 +96,8 @@ public:
     // Removes what crashed or killed processes left: staging entries, request bodies and
     // thumbnails older than a day.
     void sweepLeftovers();
+    // The colour the desktop's tray draws its text in; invalid when the tray does not say.
+    QColor trayForeground();
     static std::unique_ptr<Clipboard> makeClipboard();
     static std::unique_ptr<ShutterSound> makeShutterSound();
 
@@ -109,4 +113,7 @@ private:
     std::shared_future<Result<Bitmap>> m_earlyScreenGrab;
     std::unique_ptr<SecretStore> m_secrets;
     std::unique_ptr<QNetworkAccessManager> m_network;
+
+    // The window system's connection, opened on first use; none outside X11.
+    std::shared_ptr<X11Connection> x11();
 };

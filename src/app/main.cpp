@@ -108,7 +108,7 @@ int main(int argc, char *argv[])
     QObject::connect(&quitSignals, &UnixSignalWatcher::signalled, &app, &QCoreApplication::quit);
 
     CompositionRoot root;
-    const Result<InstanceChannel::Role> role = root.claimInstance(InstanceRequest::reopen);
+    const Result<InstanceChannel::Role> role = root.claimInstance(invocation.request);
     if (!role) {
         QTextStream errors(stderr);
         return printError(errors, role.error());
@@ -118,5 +118,9 @@ int main(int argc, char *argv[])
 
     AppDelegate delegate(root);
     delegate.launch();
+    // Asked of a Qorvel that was not running yet: this process is that Qorvel now.
+    if (invocation.request != InstanceRequest::reopen)
+        QMetaObject::invokeMethod(
+            &delegate, [&delegate, &invocation]() { delegate.handle(invocation.request); }, Qt::QueuedConnection);
     return app.exec();
 }

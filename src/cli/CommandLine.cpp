@@ -209,7 +209,7 @@ Invocation parseAccount(const QStringList &arguments)
 
 QString CommandLine::helpText()
 {
-    return QStringLiteral("Usage: qorvel [OPTION]\n"
+    return QStringLiteral("Usage: qorvel [--take-screenshot | --toggle-recording | --settings]\n"
                           "       qorvel screenshot [--select | --display ID | --window XID] [--area X,Y,W,H]\n"
                           "                         [--format png|jpeg]\n"
                           "                         [--quality Q] [-o FILE|-]\n"
@@ -256,8 +256,13 @@ QString CommandLine::helpText()
                           "    clear             forget the userhash\n"
                           "\n"
                           "Options:\n"
-                          "  -h, --help     show this help and exit\n"
-                          "  -v, --version  show the version and exit\n");
+                          "  --take-screenshot   open the selection for a screenshot, as the shortcut does\n"
+                          "  --toggle-recording  start a recording, or stop the running one\n"
+                          "  --settings          show the settings window\n"
+                          "                      (these three ask the running Qorvel, or start it first;\n"
+                          "                      bind them to keys in the desktop's keyboard settings)\n"
+                          "  -h, --help          show this help and exit\n"
+                          "  -v, --version       show the version and exit\n");
 }
 
 Invocation CommandLine::parse(const QStringList &arguments)
@@ -281,7 +286,14 @@ Invocation CommandLine::parse(const QStringList &arguments)
     QCommandLineParser parser;
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, QString());
     const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")}, QString());
+    const std::array<std::pair<QCommandLineOption, InstanceRequest>, 3> requests{{
+        {QCommandLineOption(QStringLiteral("take-screenshot")), InstanceRequest::takeScreenshot},
+        {QCommandLineOption(QStringLiteral("toggle-recording")), InstanceRequest::toggleRecording},
+        {QCommandLineOption(QStringLiteral("settings")), InstanceRequest::showSettings},
+    }};
     parser.addOptions({help, version});
+    for (const auto &[option, request] : requests)
+        parser.addOption(option);
     if (std::optional<Invocation> error = parseOptions(parser, arguments))
         return *error;
     if (!parser.positionalArguments().isEmpty())
@@ -291,5 +303,13 @@ Invocation CommandLine::parse(const QStringList &arguments)
         return printed(helpText());
     if (parser.isSet(version))
         return printed(QLatin1String("qorvel ") + QLatin1String(qorvelVersion) + QLatin1Char('\n'));
-    return {};
+    Invocation invocation;
+    for (const auto &[option, request] : requests) {
+        if (!parser.isSet(option))
+            continue;
+        if (invocation.request != InstanceRequest::reopen)
+            return usageError(QStringLiteral("--take-screenshot, --toggle-recording and --settings go one at a time"));
+        invocation.request = request;
+    }
+    return invocation;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "InstanceChannel.h"
 #include "ScreenshotRequest.h"
 
 #include <QRectF>
@@ -35,6 +36,9 @@ struct Invocation
     };
 
     Action action = Action::runApp;
+    // With `runApp`: what the running instance is asked to do, or this process once it has
+    // started, when none runs yet.
+    InstanceRequest request = InstanceRequest::reopen;
     QString output;
     int exitCode = 0;
     ScreenshotRequest screenshot;

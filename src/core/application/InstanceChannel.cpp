@@ -1,17 +1,33 @@
 #include "InstanceChannel.h"
 
+#include <array>
+#include <utility>
+
+namespace {
+
+const std::array<std::pair<InstanceRequest, QLatin1String>, 4> requestRawValues{{
+    {InstanceRequest::reopen, QLatin1String("reopen")},
+    {InstanceRequest::takeScreenshot, QLatin1String("takeScreenshot")},
+    {InstanceRequest::toggleRecording, QLatin1String("toggleRecording")},
+    {InstanceRequest::showSettings, QLatin1String("showSettings")},
+}};
+
+} // namespace
+
 QString rawValue(InstanceRequest request)
 {
-    switch (request) {
-    case InstanceRequest::reopen:
-        return QStringLiteral("reopen");
+    for (const auto &[value, raw] : requestRawValues) {
+        if (value == request)
+            return raw;
     }
     return {};
 }
 
 std::optional<InstanceRequest> instanceRequestFromRaw(const QString &raw)
 {
-    if (raw == QLatin1String("reopen"))
-        return InstanceRequest::reopen;
+    for (const auto &[value, rawText] : requestRawValues) {
+        if (rawText == raw)
+            return value;
+    }
     return std::nullopt;
 }

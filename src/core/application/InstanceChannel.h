@@ -14,6 +14,9 @@
 // What a later launch asks of the running instance.
 enum class InstanceRequest {
     reopen, // show the settings window, as opening the app again does
+    takeScreenshot, // open the selection, as the screenshot shortcut does
+    toggleRecording, // start or stop a recording, as the recording shortcut does
+    showSettings,
 };
 
 QString rawValue(InstanceRequest request);

@@ -33,8 +33,10 @@ void UploadHistory::load() const
         qCInfo(lcUploadHistory) << "Cannot read the upload history:" << stored.error().message << stored.error().detail;
         return;
     }
-    if (!stored->has_value())
+    if (!stored->has_value()) {
+        m_records.clear();
         return;
+    }
     std::optional<QList<UploadRecord>> decoded = decodeUploadRecords(**stored);
     if (!decoded) {
         qCWarning(lcUploadHistory) << "The stored upload history cannot be decoded; starting empty";
@@ -43,6 +45,12 @@ void UploadHistory::load() const
     // Kept exactly as stored, even beyond the limit: trimming waits for the next add, so that
     // merely starting never writes.
     m_records = std::move(*decoded);
+}
+
+void UploadHistory::refresh()
+{
+    m_loaded = false;
+    load();
 }
 
 void UploadHistory::add(const UploadRecord &record)

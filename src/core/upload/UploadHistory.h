@@ -25,6 +25,10 @@ public:
     // As loaded, then as changed here; index 0 is the newest.
     const QList<UploadRecord> &records() const;
 
+    // Reads the store again, for a list that another process (the command line) may have
+    // changed. What cannot be read leaves the list as it is.
+    void refresh();
+
     // Puts the record first and drops the oldest beyond `limit`.
     void add(const UploadRecord &record);
     // Removes every record with the id.

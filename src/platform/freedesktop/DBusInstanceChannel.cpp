@@ -24,6 +24,12 @@ QString methodFor(InstanceRequest request)
     switch (request) {
     case InstanceRequest::reopen:
         return QStringLiteral("Reopen");
+    case InstanceRequest::takeScreenshot:
+        return QStringLiteral("TakeScreenshot");
+    case InstanceRequest::toggleRecording:
+        return QStringLiteral("ToggleRecording");
+    case InstanceRequest::showSettings:
+        return QStringLiteral("ShowSettings");
     }
     return {};
 }
@@ -85,6 +91,21 @@ Result<InstanceChannel::Role> DBusInstanceChannel::forward(InstanceRequest reque
 void DBusInstanceChannel::Reopen()
 {
     Q_EMIT requestReceived(InstanceRequest::reopen);
+}
+
+void DBusInstanceChannel::TakeScreenshot()
+{
+    Q_EMIT requestReceived(InstanceRequest::takeScreenshot);
+}
+
+void DBusInstanceChannel::ToggleRecording()
+{
+    Q_EMIT requestReceived(InstanceRequest::toggleRecording);
+}
+
+void DBusInstanceChannel::ShowSettings()
+{
+    Q_EMIT requestReceived(InstanceRequest::showSettings);
 }
 
 void DBusInstanceChannel::Run(

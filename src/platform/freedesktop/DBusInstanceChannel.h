@@ -33,6 +33,11 @@ public:
 
 public Q_SLOTS:
     Q_SCRIPTABLE void Reopen();
+    // For the desktop's own key bindings and for scripts: the same as the shortcuts and the
+    // tray menu. They return at once; what follows happens on the screen.
+    Q_SCRIPTABLE void TakeScreenshot();
+    Q_SCRIPTABLE void ToggleRecording();
+    Q_SCRIPTABLE void ShowSettings();
     // Answers later, with the command's status, its standard output and its error text.
     Q_SCRIPTABLE void Run(const QStringList &arguments, const QString &workingDirectory, const QDBusMessage &message);
 
