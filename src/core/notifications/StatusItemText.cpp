@@ -36,7 +36,7 @@ QString StatusItemText::recordingToolTip(double elapsedSeconds, const QString &s
     const QString stop
         = stopChord.isEmpty() ? QStringLiteral("Stop recording") : QStringLiteral("Stop recording (%1)").arg(stopChord);
     return QLatin1String("Recording") + elapsed(elapsedSeconds) + QLatin1Char('\n') + stop
-        + QLatin1String(" · Esc cancels");
+        + QStringLiteral(" · Esc cancels");
 }
 
 QString StatusItemText::uploadTitle(const UploadRecord &record, const QDateTime &now)
@@ -53,5 +53,5 @@ QString StatusItemText::uploadTitle(const UploadRecord &record, const QDateTime 
         when = QLatin1String("Yesterday at ") + time;
     else
         when = locale.toString(local.date(), QLocale::ShortFormat) + QLatin1String(", ") + time;
-    return kind + QLatin1String(" · ") + when;
+    return kind + QStringLiteral(" · ") + when;
 }
