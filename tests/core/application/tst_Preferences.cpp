@@ -64,6 +64,9 @@ private Q_SLOTS:
         QVERIFY(preferences->boolValue(PreferenceKey::screenshotCopyToClipboard));
         QVERIFY(!preferences->boolValue(PreferenceKey::screenshotUpload));
         QVERIFY(!preferences->boolValue(PreferenceKey::videoUpload));
+        // Recordings are kept as files; no other test sees these two defaults.
+        QVERIFY(!preferences->boolValue(PreferenceKey::videoCopyToClipboard));
+        QVERIFY(preferences->boolValue(PreferenceKey::videoSaveToFolder));
         QCOMPARE(preferences->doubleValue(PreferenceKey::screenshotJPEGQuality), 0.9);
         QVERIFY(!QFileInfo::exists(m_file));
     }
