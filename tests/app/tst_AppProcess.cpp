@@ -1,10 +1,11 @@
+#include "QorvelCommand.h"
 #include "SessionTools.h"
 #include "TestFiles.h"
+#include "VisibleWindows.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
 #include <QProcess>
@@ -23,18 +24,11 @@ namespace {
 const QString serviceName = QStringLiteral("com.vostrink.qorvel");
 constexpr int launchTimeoutMs = 15000;
 
-QString run(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    process.waitForFinished(5000);
-    return QString::fromUtf8(process.readAllStandardOutput());
-}
-
 // The client windows the window manager lists: what a taskbar would show.
 QStringList clientWindows()
 {
-    const QString line = run(QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_NET_CLIENT_LIST")});
+    const QString line
+        = runProgram(QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_NET_CLIENT_LIST")}).text();
     QStringList ids;
     for (const QRegularExpressionMatch &match : QRegularExpression(QStringLiteral("0x[0-9a-f]+")).globalMatch(line))
         ids << match.captured();
@@ -43,18 +37,10 @@ QStringList clientWindows()
 
 QString windowTitle(const QString &id)
 {
-    const QString line = run(QStringLiteral("xprop"), {QStringLiteral("-id"), id, QStringLiteral("_NET_WM_NAME")});
+    const QString line
+        = runProgram(QStringLiteral("xprop"), {QStringLiteral("-id"), id, QStringLiteral("_NET_WM_NAME")}).text();
     const qsizetype quote = line.indexOf(QLatin1Char('"'));
     return quote < 0 ? QString() : line.mid(quote + 1).chopped(2);
-}
-
-// The windows a process has on screen, the overlay's included.
-QStringList visibleWindowsOf(const QProcess *process)
-{
-    return run(QStringLiteral("xdotool"),
-        {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--pid"),
-            QString::number(process->processId())})
-        .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
 void setAge(const QString &path, qint64 seconds)
@@ -285,20 +271,18 @@ private Q_SLOTS:
     }
 
     // Selections are served by the instance too, one at a time: its overlay takes the drag and
-    // the command gets the file, or on Escape the cancellation. A second command closes the
-    // first one's overlay (which ends cancelled) and opens its own; a command that is killed
-    // takes its overlay along, and a later drag writes nothing in its name.
+    // the command gets the file. A second command closes the first one's overlay (which ends
+    // cancelled) and opens its own; a command that is killed takes its overlay along, and a
+    // later drag writes nothing in its name.
     void selectionsGoToTheRunningInstance_data()
     {
-        QTest::addColumn<QString>("scenario");
-        QTest::newRow("drag") << QStringLiteral("drag");
-        QTest::newRow("escape") << QStringLiteral("escape");
-        QTest::newRow("a second command replaces the first") << QStringLiteral("second");
-        QTest::newRow("a killed command closes its overlay") << QStringLiteral("killed");
+        QTest::addColumn<bool>("killed");
+        QTest::newRow("a second command replaces the first") << false;
+        QTest::newRow("a killed command closes its overlay") << true;
     }
     void selectionsGoToTheRunningInstance()
     {
-        QFETCH(QString, scenario);
+        QFETCH(bool, killed);
         m_environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
         QProcess *primary = launch(QProcess::SeparateChannels);
         QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(true), launchTimeoutMs);
@@ -336,29 +320,25 @@ private Q_SLOTS:
 
         QProcess *first = selectInto(QStringLiteral("first.png"));
         QVERIFY(first);
-        if (scenario == QLatin1String("killed")) {
+        if (killed) {
             first->kill();
             QVERIFY(ended(first));
-            QTRY_VERIFY_WITH_TIMEOUT(visibleWindowsOf(primary).isEmpty(), launchTimeoutMs);
+            QTRY_VERIFY_WITH_TIMEOUT(!hasVisibleWindow(*primary), launchTimeoutMs);
             act(drag);
             QTest::qWait(500);
             QCOMPARE(imageSize("first.png"), QSize(0, 0));
             return;
         }
-        QProcess *last = first;
-        if (scenario == QLatin1String("second")) {
-            last = selectInto(QStringLiteral("second.png"));
-            QVERIFY(last);
-            QVERIFY(ended(first));
-            QCOMPARE(first->exitCode(), 1);
-        }
-        const bool cancel = scenario == QLatin1String("escape");
-        act(cancel ? QStringList{QStringLiteral("key Escape")} : drag);
-        QVERIFY(ended(last));
-        QCOMPARE(last->exitCode(), cancel ? 1 : 0);
-        QCOMPARE(imageSize(last == first ? "first.png" : "second.png"), cancel ? QSize(0, 0) : QSize(300, 150));
-        QCOMPARE(imageSize("first.png"), last == first && !cancel ? QSize(300, 150) : QSize(0, 0));
-        QTRY_VERIFY_WITH_TIMEOUT(visibleWindowsOf(primary).isEmpty(), launchTimeoutMs);
+        QProcess *second = selectInto(QStringLiteral("second.png"));
+        QVERIFY(second);
+        QVERIFY(ended(first));
+        QCOMPARE(first->exitCode(), 1);
+        act(drag);
+        QVERIFY(ended(second));
+        QCOMPARE(second->exitCode(), 0);
+        QCOMPARE(imageSize("second.png"), QSize(300, 150));
+        QCOMPARE(imageSize("first.png"), QSize(0, 0));
+        QTRY_VERIFY_WITH_TIMEOUT(!hasVisibleWindow(*primary), launchTimeoutMs);
     }
 
     // An instance that stops answering (here frozen with SIGSTOP) is reported, not doubled,
@@ -375,12 +355,10 @@ private Q_SLOTS:
             {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"),
                 m_home.filePath(QStringLiteral("g.png"))}};
         for (const QStringList &arguments : commands) {
-            QProcess command;
-            command.setProcessEnvironment(m_environment);
-            command.start(QStringLiteral(QORVEL_EXECUTABLE), arguments);
-            QVERIFY2(command.waitForFinished(launchTimeoutMs), qPrintable(arguments.join(QLatin1Char(' '))));
-            QCOMPARE(command.exitCode(), 1);
-            QVERIFY(command.readAllStandardError().contains("Qorvel is already running but did not answer."));
+            const QorvelRun run = runQorvel(arguments, {}, m_environment);
+            QCOMPARE(run.exitCode, 1);
+            QVERIFY2(run.errors.contains(QLatin1String("Qorvel is already running but did not answer.")),
+                qPrintable(arguments.join(QLatin1Char(' '))));
         }
         QVERIFY(!QFile::exists(m_home.filePath(QStringLiteral("runtime/com.vostrink.qorvel.socket"))));
         ::kill(static_cast<pid_t>(primary->processId()), SIGCONT);
@@ -393,15 +371,11 @@ private Q_SLOTS:
         QFETCH(QString, expectedOutput);
         // No display at all: these must not need one.
         m_environment.remove(QStringLiteral("DISPLAY"));
-        QProcess process;
-        process.setProcessEnvironment(m_environment);
-        process.start(QStringLiteral(QORVEL_EXECUTABLE), arguments);
-        QVERIFY(process.waitForFinished(launchTimeoutMs));
-        QCOMPARE(process.exitCode(), exitCode);
-        const QString output
-            = QString::fromUtf8(exitCode == 0 ? process.readAllStandardOutput() : process.readAllStandardError());
+        const QorvelRun run = runQorvel(arguments, {}, m_environment);
+        QCOMPARE(run.exitCode, exitCode);
+        const QString output = exitCode == 0 ? run.text() : run.errors;
         QVERIFY2(output.startsWith(expectedOutput), qPrintable(output));
-        QCOMPARE(output.count(QLatin1Char('\n')) > 0, true);
+        QVERIFY(output.contains(QLatin1Char('\n')));
     }
 };
 

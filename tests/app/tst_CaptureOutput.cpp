@@ -5,6 +5,7 @@
 #include "QtClipboard.h"
 #include "SecretServiceStore.h"
 #include "SessionTools.h"
+#include "TestFiles.h"
 
 #include <QClipboard>
 #include <QDBusConnection>
@@ -76,22 +77,20 @@ private:
         return image;
     }
 
-    DeliveryOutcome deliver(CaptureOutput::Screenshot shot)
+    // Starts a delivery through `start` and waits for its outcome.
+    static DeliveryOutcome awaitOutcome(const std::function<void(CaptureOutput::Completion)> &start)
     {
         std::optional<DeliveryOutcome> outcome;
-        m_output->deliverScreenshot(std::move(shot), [&outcome](const DeliveryOutcome &done) { outcome = done; });
+        start([&outcome](const DeliveryOutcome &done) { outcome = done; });
         if (!QTest::qWaitFor([&outcome] { return outcome.has_value(); }, 30'000))
             qFatal("the delivery never finished");
         return *outcome;
     }
 
-    DeliveryOutcome deliverRecording(const QString &file)
+    DeliveryOutcome deliver(OutputActions actions)
     {
-        std::optional<DeliveryOutcome> outcome;
-        m_output->deliverRecording(file, [&outcome](const DeliveryOutcome &done) { outcome = done; });
-        if (!QTest::qWaitFor([&outcome] { return outcome.has_value(); }, 30'000))
-            qFatal("the delivery never finished");
-        return *outcome;
+        return awaitOutcome(
+            [&](CaptureOutput::Completion done) { m_output->deliverScreenshot(screenshot(actions), std::move(done)); });
     }
 
     static CaptureOutput::Screenshot screenshot(OutputActions actions)
@@ -166,7 +165,7 @@ private Q_SLOTS:
         if (uploadFails)
             setCatboxFault("500\n\n");
         const qsizetype recordsBefore = m_history->records().size();
-        const DeliveryOutcome outcome = deliver(screenshot(actions));
+        const DeliveryOutcome outcome = deliver(actions);
 
         // The file: in the folder when asked for or as the fallback; never left in staging.
         QCOMPARE(filesIn(saveFolder()), expected.kept == "folder" ? names({"shot.png"}) : QStringList());
@@ -196,20 +195,18 @@ private Q_SLOTS:
     // Two captures in the same second, the same folder: nothing is overwritten.
     void secondCaptureGetsTheNextName()
     {
-        deliver(screenshot({false, true, false}));
-        const DeliveryOutcome second = deliver(screenshot({false, true, false}));
+        deliver({false, true, false});
+        const DeliveryOutcome second = deliver({false, true, false});
         QCOMPARE(QFileInfo(second.savedPath).fileName(), QStringLiteral("shot (2).png"));
         QCOMPARE(filesIn(saveFolder()), names({"shot (2).png", "shot.png"}));
     }
 
     void saveFolderThatCannotExist()
     {
-        QFile blocker(m_dir.filePath(QStringLiteral("not-a-folder")));
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
+        const QString blocker = writeTestFile(m_dir.filePath(QStringLiteral("not-a-folder")), "file");
         m_preferences->setValue(
-            PreferenceKey::screenshotSaveFolderPath, QString(blocker.fileName() + QStringLiteral("/Pictures")));
-        const DeliveryOutcome outcome = deliver(screenshot({true, true, false}));
+            PreferenceKey::screenshotSaveFolderPath, QString(blocker + QStringLiteral("/Pictures")));
+        const DeliveryOutcome outcome = deliver({true, true, false});
         QVERIFY(outcome.saveError);
         // The image is not lost: it is on the clipboard all the same.
         QCOMPARE(QImage::fromData(pasted(QStringLiteral("image/png"))).size(), QSize(64, 48));
@@ -242,13 +239,11 @@ private Q_SLOTS:
         m_preferences->setValue(PreferenceKey::videoUpload, actions.upload);
         if (uploadFails)
             setCatboxFault("500\n\n");
-        const QString recorded = m_dir.filePath(QStringLiteral("recorder-output.mp4"));
-        QFile file(recorded);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(QByteArray(4096, 'v'));
-        file.close();
+        const QString recorded
+            = writeTestFile(m_dir.filePath(QStringLiteral("recorder-output.mp4")), QByteArray(4096, 'v'));
 
-        const DeliveryOutcome outcome = deliverRecording(recorded);
+        const DeliveryOutcome outcome = awaitOutcome(
+            [&](CaptureOutput::Completion done) { m_output->deliverRecording(recorded, std::move(done)); });
         QVERIFY(!QFile::exists(recorded));
         const QString staging = QDir(stagingRoot()).filePath(QStringLiteral("Recordings"));
         QCOMPARE(filesIn(saveFolder()), kept == QLatin1String("folder") ? names({"shot.mp4"}) : QStringList());

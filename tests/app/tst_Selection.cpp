@@ -1,3 +1,4 @@
+#include "QorvelCommand.h"
 #include "SessionTools.h"
 #include "TestFiles.h"
 #include "VisibleWindows.h"
@@ -79,12 +80,8 @@ private Q_SLOTS:
             "#!/bin/sh\nprintf '%s' \"$1\" > '" + opened().toUtf8() + "'\n");
         QVERIFY(QFile::setPermissions(
             m_dir.filePath(QStringLiteral("xdg-open")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-        // Text on screen, so a misplaced capture cannot match by accident; a terminal offers no
-        // elements, so a click there takes the window.
-        m_xterm.start(QStringLiteral("xterm"),
-            {QStringLiteral("-geometry"), QStringLiteral("100x30+150+150"), QStringLiteral("-e"), QStringLiteral("sh"),
-                QStringLiteral("-c"), QStringLiteral("ls -la --color=always /usr/bin | head -60; exec sleep 600")});
-        QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow({QStringLiteral("--class"), QStringLiteral("xterm")}), 10000);
+        // A terminal offers no elements, so a click there takes the window.
+        QVERIFY(startTextTerminal(m_xterm));
         // A window whose parts the accessibility bus knows, right of the terminal.
         m_gtk.start(QStringLiteral("/usr/bin/python3"),
             {QStringLiteral(GTK_WINDOW_SCRIPT), QStringLiteral("1000"), QStringLiteral("200")});
@@ -94,11 +91,7 @@ private Q_SLOTS:
         m_frames = QJsonDocument::fromJson(ready.mid(ready.indexOf('{'))).object();
         QTest::qWait(500);
 
-        QProcess account;
-        account.start(QStringLiteral(QORVEL_EXECUTABLE), {QStringLiteral("account"), QStringLiteral("set")});
-        account.write("testhash0123456789\n");
-        account.closeWriteChannel();
-        QVERIFY(account.waitForFinished(30'000) && account.exitCode() == 0);
+        QCOMPARE(runQorvel({QStringLiteral("account"), QStringLiteral("set")}, "testhash0123456789\n").exitCode, 0);
     }
 
     void cleanupTestCase()
@@ -198,10 +191,7 @@ private Q_SLOTS:
         const QString link = output.at(1);
         QVERIFY(link.startsWith(QLatin1String("https://files.catbox.moe/")));
         QCOMPARE(pasted(QStringLiteral("text/plain")), link.toUtf8());
-        QProcess uploads;
-        uploads.start(QStringLiteral(QORVEL_EXECUTABLE), {QStringLiteral("uploads")});
-        QVERIFY(uploads.waitForFinished(30'000));
-        QVERIFY(uploads.readAllStandardOutput().contains(link.toUtf8()));
+        QVERIFY(runQorvel({QStringLiteral("uploads")}).output.contains(link.toUtf8()));
         // The user clicks the notification: dunst runs its default action.
         QCOMPARE(QProcess::execute(QStringLiteral("dunstctl"), {QStringLiteral("action"), QStringLiteral("0")}), 0);
         QVERIFY(QTest::qWaitFor([this] { return QFile::exists(opened()); }, 10'000));

@@ -1,3 +1,4 @@
+#include "QorvelCommand.h"
 #include "SessionTools.h"
 #include "TestFiles.h"
 
@@ -15,13 +16,6 @@ namespace {
 
 const QString knownUserhash = QStringLiteral("testhash0123456789");
 
-struct Run
-{
-    int exitCode = -1;
-    QString output;
-    QString errors;
-};
-
 } // namespace
 
 // The upload commands of the real executable against the Catbox stand-in and a real keyring
@@ -34,34 +28,9 @@ private:
     QTemporaryDir m_dir;
     QString m_stub = qEnvironmentVariable("CATBOX_STUB_DIR");
 
-    static Run qorvel(const QStringList &arguments, const QByteArray &input = QByteArray(),
-        const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
-    {
-        QProcess process;
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(QORVEL_EXECUTABLE), arguments);
-        process.write(input);
-        process.closeWriteChannel();
-        Run run;
-        if (!process.waitForFinished(60'000)) {
-            process.kill();
-            run.errors = QStringLiteral("qorvel did not finish");
-            return run;
-        }
-        run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-        run.output = QString::fromUtf8(process.readAllStandardOutput());
-        run.errors = QString::fromUtf8(process.readAllStandardError());
-        return run;
-    }
-
     QString makeShot(const QString &name)
     {
-        const QString path = m_dir.filePath(name);
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly))
-            qFatal("cannot write %s", qPrintable(path));
-        file.write(QByteArray("\x89PNG\r\n\x1a\n") + QByteArray(5000, 'p'));
-        return path;
+        return writeTestFile(m_dir.filePath(name), QByteArray("\x89PNG\r\n\x1a\n") + QByteArray(5000, 'p'));
     }
 
     static void restartKeyring()
@@ -106,52 +75,52 @@ private Q_SLOTS:
     // From a stored userhash to a deletable upload that survives the keyring's restart.
     void accountUploadListDelete()
     {
-        Run run = qorvel({QStringLiteral("account"), QStringLiteral("show")});
+        QorvelRun run = runQorvel({QStringLiteral("account"), QStringLiteral("show")});
         QCOMPARE(run.exitCode, 0);
-        QVERIFY(run.output.startsWith(QLatin1String("No Catbox userhash is stored")));
+        QVERIFY(run.text().startsWith(QLatin1String("No Catbox userhash is stored")));
 
-        run = qorvel({QStringLiteral("account"), QStringLiteral("set")}, knownUserhash.toUtf8() + '\n');
+        run = runQorvel({QStringLiteral("account"), QStringLiteral("set")}, knownUserhash.toUtf8() + '\n');
         QCOMPARE(run.exitCode, 0);
-        QVERIFY(!run.output.contains(knownUserhash));
-        run = qorvel({QStringLiteral("account")});
-        QVERIFY2(run.output.contains(QString::fromUtf8("te…89")), qPrintable(run.output));
+        QVERIFY(!run.text().contains(knownUserhash));
+        run = runQorvel({QStringLiteral("account")});
+        QVERIFY2(run.text().contains(QString::fromUtf8("te…89")), qPrintable(run.text()));
 
         const QString shot = makeShot(QStringLiteral("shot.png"));
-        run = qorvel({QStringLiteral("upload"), shot});
+        run = runQorvel({QStringLiteral("upload"), shot});
         QCOMPARE(run.exitCode, 0);
         const QRegularExpressionMatch link
             = QRegularExpression(QStringLiteral("^(https://files\\.catbox\\.moe/([a-z0-9]+\\.png))\\n$"))
-                  .match(run.output);
-        QVERIFY2(link.hasMatch(), qPrintable(run.output + run.errors));
+                  .match(run.text());
+        QVERIFY2(link.hasMatch(), qPrintable(run.text() + run.errors));
         QVERIFY(QFile::exists(QDir(m_stub).filePath(QLatin1String("files/") + link.captured(2))));
 
         restartKeyring();
-        run = qorvel({QStringLiteral("uploads")});
+        run = runQorvel({QStringLiteral("uploads")});
         QCOMPARE(run.exitCode, 0);
         QVERIFY2(QRegularExpression(QStringLiteral("^ 1  image  \\S+ \\S+  %1  deletable  [0-9A-F-]{36}\\n$")
                                         .arg(QRegularExpression::escape(link.captured(1))))
-                     .match(run.output)
+                     .match(run.text())
                      .hasMatch(),
-            qPrintable(run.output));
+            qPrintable(run.text()));
 
         QCOMPARE(filesHolding(knownUserhash), QStringList());
 
-        run = qorvel({QStringLiteral("uploads"), QStringLiteral("delete"), QStringLiteral("1")});
-        QCOMPARE(run.output, QStringLiteral("Deleted %1\n").arg(link.captured(1)));
+        run = runQorvel({QStringLiteral("uploads"), QStringLiteral("delete"), QStringLiteral("1")});
+        QCOMPARE(run.text(), QStringLiteral("Deleted %1\n").arg(link.captured(1)));
         QVERIFY(!QFile::exists(QDir(m_stub).filePath(QLatin1String("files/") + link.captured(2))));
-        QCOMPARE(qorvel({QStringLiteral("uploads")}).output, QStringLiteral("No uploads yet.\n"));
+        QCOMPARE(runQorvel({QStringLiteral("uploads")}).text(), QStringLiteral("No uploads yet.\n"));
 
         // Anonymous uploads are listed as such and never sent a delete.
-        QCOMPARE(qorvel({QStringLiteral("upload"), QStringLiteral("--anonymous"), shot}).exitCode, 0);
-        run = qorvel({QStringLiteral("uploads"), QStringLiteral("delete"), QStringLiteral("1")});
+        QCOMPARE(runQorvel({QStringLiteral("upload"), QStringLiteral("--anonymous"), shot}).exitCode, 0);
+        run = runQorvel({QStringLiteral("uploads"), QStringLiteral("delete"), QStringLiteral("1")});
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.errors,
             QStringLiteral("qorvel: This file can't be deleted from Catbox because it was uploaded anonymously.\n"));
-        run = qorvel({QStringLiteral("uploads"), QStringLiteral("clear")});
-        QCOMPARE(run.output, QStringLiteral("Forgot 1 upload; the files stay on Catbox.\n"));
+        run = runQorvel({QStringLiteral("uploads"), QStringLiteral("clear")});
+        QCOMPARE(run.text(), QStringLiteral("Forgot 1 upload; the files stay on Catbox.\n"));
 
-        QCOMPARE(qorvel({QStringLiteral("account"), QStringLiteral("clear")}).exitCode, 0);
-        QVERIFY(qorvel({QStringLiteral("account")}).output.startsWith(QLatin1String("No Catbox userhash")));
+        QCOMPARE(runQorvel({QStringLiteral("account"), QStringLiteral("clear")}).exitCode, 0);
+        QVERIFY(runQorvel({QStringLiteral("account")}).text().startsWith(QLatin1String("No Catbox userhash")));
     }
 
     // A failed file is reported with the description the user reads (each description is the
@@ -161,10 +130,10 @@ private Q_SLOTS:
         const QString description = QStringLiteral("Catbox is temporarily limiting uploads. Try again in 30 s.");
         setCatboxFault("429\nRetry-After: 30\n\nSlow down");
         const QString failing = makeShot(QStringLiteral("first.png"));
-        const Run run = qorvel({QStringLiteral("upload"), failing, makeShot(QStringLiteral("second.png"))});
+        const QorvelRun run = runQorvel({QStringLiteral("upload"), failing, makeShot(QStringLiteral("second.png"))});
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.errors, QStringLiteral("qorvel: %1: %2\n").arg(failing, description));
-        QVERIFY(run.output.startsWith(QLatin1String("https://files.catbox.moe/")));
+        QVERIFY(run.text().startsWith(QLatin1String("https://files.catbox.moe/")));
     }
 
     // Interrupted while the server takes its time, the command removes the request body, which
@@ -179,7 +148,7 @@ private Q_SLOTS:
     void interruptedUploadLeavesNothing()
     {
         QFETCH(int, signalNumber);
-        QCOMPARE(qorvel({QStringLiteral("account"), QStringLiteral("set")}, knownUserhash.toUtf8()).exitCode, 0);
+        QCOMPARE(runQorvel({QStringLiteral("account"), QStringLiteral("set")}, knownUserhash.toUtf8()).exitCode, 0);
         writeTestFile(QDir(m_stub).filePath(QStringLiteral("delay_ms")), "20000");
         QProcess upload;
         upload.start(
@@ -192,7 +161,7 @@ private Q_SLOTS:
         QCOMPARE(upload.exitStatus(), QProcess::NormalExit);
         QCOMPARE(upload.exitCode(), 128 + signalNumber);
         QCOMPARE(filesHolding(knownUserhash), QStringList());
-        QCOMPARE(qorvel({QStringLiteral("account"), QStringLiteral("clear")}).exitCode, 0);
+        QCOMPARE(runQorvel({QStringLiteral("account"), QStringLiteral("clear")}).exitCode, 0);
     }
 
     // A full disk while the request body is written is reported in the system's words. The
@@ -201,17 +170,11 @@ private Q_SLOTS:
     {
         const QString cache = m_dir.filePath(QStringLiteral("full-cache"));
         QVERIFY(QDir().mkpath(cache));
-        QProcess process;
-        process.start(QStringLiteral("unshare"),
-            {QStringLiteral("-rm"), QStringLiteral("sh"), QStringLiteral("-c"),
-                QStringLiteral("mount -t tmpfs -o size=16k tmpfs \"$1\" && XDG_CACHE_HOME=\"$1\" exec \"$2\" upload "
-                               "--anonymous \"$3\""),
-                QStringLiteral("sh"), cache, QStringLiteral(QORVEL_EXECUTABLE),
-                writeTestFile(m_dir.filePath(QStringLiteral("large.png")), QByteArray(100'000, 'p'))});
-        QVERIFY(process.waitForFinished(30'000));
-        QCOMPARE(process.exitCode(), 1);
-        const QByteArray errors = process.readAllStandardError();
-        QVERIFY2(errors.contains("No space left on device"), errors.constData());
+        const QorvelRun run
+            = runOnFullDisk(cache, QStringLiteral("XDG_CACHE_HOME=\"$0\" exec \"$1\" upload --anonymous \"$2\""),
+                {writeTestFile(m_dir.filePath(QStringLiteral("large.png")), QByteArray(100'000, 'p'))});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.errors.contains(QLatin1String("No space left on device")), qPrintable(run.errors));
     }
 
     void refusedSetups_data()
@@ -244,7 +207,7 @@ private Q_SLOTS:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         if (!variable.isEmpty())
             environment.insert(variable, value);
-        const Run run = qorvel(arguments, knownUserhash.toUtf8(), environment);
+        const QorvelRun run = runQorvel(arguments, knownUserhash.toUtf8(), environment);
         QVERIFY(run.exitCode != 0);
         QVERIFY2(run.errors.startsWith(error), qPrintable(run.errors));
         QVERIFY(!run.errors.contains(knownUserhash));

@@ -26,18 +26,26 @@ inline QByteArray pasted(const QString &type)
     return xclip.exitCode() == 0 ? xclip.readAllStandardOutput() : QByteArray();
 }
 
+// Every message the harness's bus monitor logged for the notification server, oldest first.
+inline QList<QJsonObject> monitoredMessages()
+{
+    QFile log(qEnvironmentVariable("QORVEL_SESSION_NOTIFICATIONS_LOG"));
+    QList<QJsonObject> messages;
+    if (log.open(QIODevice::ReadOnly)) {
+        while (!log.atEnd())
+            messages << QJsonDocument::fromJson(log.readLine()).object();
+    }
+    return messages;
+}
+
 // The last Notify call the session bus carried (app name, id, icon, summary, body, actions,
 // hints, timeout); empty before the first.
 inline QJsonArray lastNotify()
 {
-    QFile log(qEnvironmentVariable("QORVEL_SESSION_NOTIFICATIONS_LOG"));
     QJsonArray last;
-    if (log.open(QIODevice::ReadOnly)) {
-        while (!log.atEnd()) {
-            const QJsonObject message = QJsonDocument::fromJson(log.readLine()).object();
-            if (message[QLatin1String("member")].toString() == QLatin1String("Notify"))
-                last = message[QLatin1String("payload")].toObject()[QLatin1String("data")].toArray();
-        }
+    for (const QJsonObject &message : monitoredMessages()) {
+        if (message[QLatin1String("member")].toString() == QLatin1String("Notify"))
+            last = message[QLatin1String("payload")].toObject()[QLatin1String("data")].toArray();
     }
     return last;
 }

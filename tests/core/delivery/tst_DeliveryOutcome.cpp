@@ -42,52 +42,40 @@ private Q_SLOTS:
         QTest::addColumn<QString>("body");
         QTest::addColumn<QString>("action"); // "", "open" or "reveal"
         QTest::addColumn<bool>("failure");
+        const auto row = [](const char *name, const DeliveryOutcome &outcome, const char *title, const QString &body,
+                             const char *action, bool failure) {
+            QTest::newRow(name) << outcome << QString::fromUtf8(title) << body << QString::fromLatin1(action)
+                                << failure;
+        };
         const auto image = UploadKind::image;
         const auto video = UploadKind::video;
-        QTest::newRow("ready") << outcome(image, false, false, false, false, false) << "Screenshot ready"
-                               << ""
-                               << "" << false;
-        QTest::newRow("recording copied")
-            << outcome(video, false, false, false, true, false) << "Recording copied to clipboard"
-            << ""
-            << "" << false;
-        QTest::newRow("saved") << outcome(image, true, false, false, false, true) << "Screenshot saved"
-                               << "Saved: Qorvel 2026-11-21 at 09.05.07.png"
-                               << "reveal" << false;
-        QTest::newRow("recording saved and copied")
-            << outcome(video, true, false, false, true, true) << "Recording saved and copied"
-            << "Saved: Qorvel 2026-11-21 at 09.05.07.png"
-            << "reveal" << false;
-        QTest::newRow("uploaded") << outcome(image, false, true, true, false, false)
-                                  << "Screenshot uploaded, link copied" << uploadLink.toString() << "open" << false;
-        QTest::newRow("uploaded and saved")
-            << outcome(video, true, true, true, false, true) << "Recording uploaded, link copied"
-            << uploadLink.toString() + QStringLiteral("\nSaved: Qorvel 2026-11-21 at 09.05.07.png") << "open" << false;
-        QTest::newRow("upload failed, copied, fallback")
-            << outcome(image, false, true, false, true, true) << "Upload failed"
-            << QStringLiteral("Catbox rejected the file (HTTP 500).\nThe image was copied to the clipboard.\n"
-                              "Saved as a fallback: ")
-                + saved
-            << "reveal" << true;
-        QTest::newRow("upload failed, saved")
-            << outcome(video, true, true, false, false, true) << "Upload failed"
-            << "Catbox rejected the file (HTTP 500).\nSaved: Qorvel 2026-11-21 at 09.05.07.png"
-            << "reveal" << true;
-        QTest::newRow("upload failed, nothing kept")
-            << outcome(video, false, true, false, true, false) << "Upload failed"
-            << "Catbox rejected the file (HTTP 500).\nThe file was copied "
-               "to the clipboard."
-            << "" << true;
+        const QString savedLine = QStringLiteral("Saved: Qorvel 2026-11-21 at 09.05.07.png");
+        const QString rejected = QStringLiteral("Catbox rejected the file (HTTP 500).\n");
+        const QString link = uploadLink.toString();
+        row("ready", outcome(image, false, false, false, false, false), "Screenshot ready", {}, "", false);
+        row("recording copied", outcome(video, false, false, false, true, false), "Recording copied to clipboard", {},
+            "", false);
+        row("saved", outcome(image, true, false, false, false, true), "Screenshot saved", savedLine, "reveal", false);
+        row("recording saved and copied", outcome(video, true, false, false, true, true), "Recording saved and copied",
+            savedLine, "reveal", false);
+        row("uploaded", outcome(image, false, true, true, false, false), "Screenshot uploaded, link copied", link,
+            "open", false);
+        row("uploaded and saved", outcome(video, true, true, true, false, true), "Recording uploaded, link copied",
+            link + u'\n' + savedLine, "open", false);
+        row("upload failed, copied, fallback", outcome(image, false, true, false, true, true), "Upload failed",
+            rejected + QStringLiteral("The image was copied to the clipboard.\nSaved as a fallback: ") + saved,
+            "reveal", true);
+        row("upload failed, saved", outcome(video, true, true, false, false, true), "Upload failed",
+            rejected + savedLine, "reveal", true);
+        row("upload failed, nothing kept", outcome(video, false, true, false, true, false), "Upload failed",
+            rejected + QStringLiteral("The file was copied to the clipboard."), "", true);
         DeliveryOutcome saveFailed = outcome(image, true, false, false, true, false);
         saveFailed.saveError = Error{QStringLiteral("Permission denied"), QString()};
-        QTest::newRow("save failed") << saveFailed << "Couldn't save the file"
-                                     << "Permission denied"
-                                     << "" << true;
+        row("save failed", saveFailed, "Couldn't save the file", QStringLiteral("Permission denied"), "", true);
         // With an upload, a failed save is told within the upload's notification instead.
         DeliveryOutcome saveFailedUploaded = outcome(image, true, true, true, false, false);
         saveFailedUploaded.saveError = saveFailed.saveError;
-        QTest::newRow("save failed, uploaded")
-            << saveFailedUploaded << "Screenshot uploaded, link copied" << uploadLink.toString() << "open" << false;
+        row("save failed, uploaded", saveFailedUploaded, "Screenshot uploaded, link copied", link, "open", false);
     }
     void notification()
     {

@@ -1,5 +1,4 @@
 #include "CatboxProtocol.h"
-#include "UploadError.h"
 
 #include <QTest>
 
@@ -97,55 +96,24 @@ private Q_SLOTS:
             QStringLiteral("The file is 200.0 MB; Catbox accepts at most 200.0 MB."));
     }
 
-    void otherDescriptions()
-    {
-        // One decimal each: 200,000,001 bytes reads like the limit itself.
-        QCOMPARE(
-            UploadError::fileTooLarge(200'000'001, CatboxProtocol::sizeLimit, QStringLiteral("Catbox")).description(),
-            QStringLiteral("The file is 200.0 MB; Catbox accepts at most 200.0 MB."));
-        QCOMPARE(
-            UploadError::fileTooLarge(250'000'000, CatboxProtocol::sizeLimit, QStringLiteral("Catbox")).description(),
-            QStringLiteral("The file is 250.0 MB; Catbox accepts at most 200.0 MB."));
-        QCOMPARE(UploadError::deletionUnavailable(QStringLiteral("Catbox")).description(),
-            QStringLiteral("This file can't be deleted from Catbox because it was uploaded anonymously."));
-    }
-
-    void fields()
-    {
-        const auto field = [](const char *name, const char *value) {
-            return FormField{QString::fromLatin1(name), QString::fromLatin1(value)};
-        };
-        using Fields = QList<FormField>;
-        QCOMPARE(CatboxProtocol::uploadFields(std::nullopt), (Fields{field("reqtype", "fileupload")}));
-        QCOMPARE(CatboxProtocol::uploadFields(QStringLiteral("h")),
-            (Fields{field("reqtype", "fileupload"), field("userhash", "h")}));
-        QCOMPARE(CatboxProtocol::deleteFields(QStringLiteral("h"), QStringLiteral("a.png")),
-            (Fields{field("reqtype", "deletefiles"), field("userhash", "h"), field("files", "a.png")}));
-    }
-
     // A userhash must never go in clear to another machine, whatever the environment says.
     void endpointOverride_data()
     {
         QTest::addColumn<QString>("value");
         QTest::addColumn<QString>("used");
-        QTest::newRow("none") << ""
-                              << "https://catbox.moe/user/api.php";
-        QTest::newRow("https anywhere") << "https://mirror.example/user/api.php"
-                                        << "https://mirror.example/user/api.php";
-        QTest::newRow("http loopback") << "http://127.0.0.1:8089/user/api.php"
-                                       << "http://127.0.0.1:8089/user/api.php";
-        QTest::newRow("http localhost") << "http://localhost:1/x"
-                                        << "http://localhost:1/x";
-        QTest::newRow("http ipv6 loopback") << "http://[::1]:8089/user/api.php"
-                                            << "http://[::1]:8089/user/api.php";
-        QTest::newRow("http elsewhere") << "http://192.168.1.2/user/api.php"
-                                        << "";
-        QTest::newRow("http look-alike") << "http://127.0.0.1.example.com/x"
-                                         << "";
-        QTest::newRow("ftp") << "ftp://127.0.0.1/x"
-                             << "";
-        QTest::newRow("not a URL") << "catbox"
-                                   << "";
+        const auto row = [](const char *name, const char *value, const char *used) {
+            QTest::newRow(name) << QString::fromLatin1(value) << QString::fromLatin1(used);
+        };
+        row("none", "", "https://catbox.moe/user/api.php");
+        row("https anywhere", "https://mirror.example/user/api.php", "https://mirror.example/user/api.php");
+        row("http loopback", "http://127.0.0.1:8089/user/api.php", "http://127.0.0.1:8089/user/api.php");
+        row("http localhost", "http://localhost:1/x", "http://localhost:1/x");
+        row("http ipv6 loopback", "http://[::1]:8089/user/api.php", "http://[::1]:8089/user/api.php");
+        // Empty: refused.
+        row("http elsewhere", "http://192.168.1.2/user/api.php", "");
+        row("http look-alike", "http://127.0.0.1.example.com/x", "");
+        row("ftp", "ftp://127.0.0.1/x", "");
+        row("not a URL", "catbox", "");
     }
     void endpointOverride()
     {

@@ -62,19 +62,16 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("size");
         QTest::addColumn<QString>("sentName");
         QTest::addColumn<QString>("type");
-        QTest::newRow("empty png") << "shot.png" << qint64(0) << "shot.png"
-                                   << "image/png";
-        QTest::newRow("one chunk exactly") << "clip.mp4" << MultipartBody::chunkSize << "clip.mp4"
-                                           << "video/mp4";
-        QTest::newRow("a chunk and a byte") << "a.jpg" << MultipartBody::chunkSize + 1 << "a.jpg"
-                                            << "image/jpeg";
-        QTest::newRow("quotes dropped, the rest kept")
-            << "my \"best\" shot; 100%.png" << qint64(10) << "my best shot; 100%.png"
-            << "image/png";
-        QTest::newRow("unknown extension") << "notes.qorvelunknown" << qint64(3) << "notes.qorvelunknown"
-                                           << "application/octet-stream";
-        QTest::newRow("no extension") << "README" << qint64(3) << "README"
-                                      << "application/octet-stream";
+        const auto row = [](const char *name, const char *file, qint64 size, const char *sentName, const char *type) {
+            QTest::newRow(name) << QString::fromUtf8(file) << size << QString::fromUtf8(sentName)
+                                << QString::fromLatin1(type);
+        };
+        row("empty png", "shot.png", 0, "shot.png", "image/png");
+        row("one chunk exactly", "clip.mp4", MultipartBody::chunkSize, "clip.mp4", "video/mp4");
+        row("a chunk and a byte", "a.jpg", MultipartBody::chunkSize + 1, "a.jpg", "image/jpeg");
+        row("quotes dropped, the rest kept", "my \"best\" shot; 100%.png", 10, "my best shot; 100%.png", "image/png");
+        row("unknown extension", "notes.qorvelunknown", 3, "notes.qorvelunknown", "application/octet-stream");
+        row("no extension", "README", 3, "README", "application/octet-stream");
     }
     void filePart()
     {

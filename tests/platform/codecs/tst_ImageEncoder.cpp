@@ -167,31 +167,6 @@ private Q_SLOTS:
         }
     }
 
-    // Coloured text and one-pixel lines keep their colour: chroma is not subsampled.
-    void jpegKeepsThinColouredLines()
-    {
-        QImage source(96, 96, QImage::Format_RGB32);
-        source.fill(Qt::white);
-        for (int i = 10; i < 86; i += 9) {
-            for (int j = 4; j < 92; ++j) {
-                source.setPixel(i, j, qRgb(220, 0, 0));
-                source.setPixel(j, i + 2, qRgb(0, 0, 200));
-            }
-        }
-        const QImage decoded = decode(encoded(bitmapOf(source, Bitmap::Alpha::ignored), ImageFormat::jpeg));
-        int worst = 0;
-        for (int y = 0; y < source.height(); ++y) {
-            for (int x = 0; x < source.width(); ++x) {
-                const QRgb a = decoded.pixel(x, y);
-                const QRgb b = source.pixel(x, y);
-                worst = std::max({worst, std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
-                    std::abs(qBlue(a) - qBlue(b))});
-            }
-        }
-        // 54 with full-resolution chroma, 175 with 4:2:0.
-        QVERIFY2(worst < 80, qPrintable(QString::number(worst)));
-    }
-
     void sameBytes_data()
     {
         QTest::addColumn<ImageFormat>("format");

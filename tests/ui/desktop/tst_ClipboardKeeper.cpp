@@ -1,6 +1,7 @@
 #include "ClipboardKeeper.h"
 #include "ImageEncoder.h"
 #include "PatternBitmap.h"
+#include "SessionTools.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
@@ -30,15 +31,6 @@ int copyAndExit(char **argv)
     else
         std::printf("%lld\n", static_cast<long long>(*keeper));
     return keeper ? 0 : 1;
-}
-
-QByteArray paste(const QString &target)
-{
-    QProcess xclip;
-    xclip.start(QStringLiteral("xclip"),
-        {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), target,
-            QStringLiteral("-o")});
-    return xclip.waitForFinished(10000) && xclip.exitCode() == 0 ? xclip.readAllStandardOutput() : "<failed>";
 }
 
 // The exit status of `pid`, a child of this process, or -1 while it still runs after 5 s.
@@ -90,12 +82,12 @@ private Q_SLOTS:
         const pid_t keeper = shell.readAllStandardOutput().trimmed().toInt();
         QVERIFY2(keeper > 0, shell.readAllStandardError().constData());
 
-        QCOMPARE(paste(target), expected);
+        QCOMPARE(pasted(target), expected);
         QCOMPARE(QProcess::execute(QStringLiteral("sh"),
                      {QStringLiteral("-c"), QStringLiteral("printf x | xclip -selection clipboard -i -loops 1")}),
             0);
         QCOMPARE(exitStatus(keeper), 0);
-        QCOMPARE(paste(QStringLiteral("UTF8_STRING")), QByteArray("x"));
+        QCOMPARE(pasted(QStringLiteral("UTF8_STRING")), QByteArray("x"));
     }
 
     // A keeper that cannot start is an error for the caller to report, without a long wait.

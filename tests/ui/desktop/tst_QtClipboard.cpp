@@ -1,10 +1,9 @@
 #include "ImageEncoder.h"
 #include "PatternBitmap.h"
 #include "QtClipboard.h"
+#include "SessionTools.h"
 
-#include <QDeadlineTimer>
 #include <QMap>
-#include <QProcess>
 #include <QSet>
 #include <QTest>
 
@@ -12,20 +11,6 @@ namespace {
 
 using Put = std::function<void(Clipboard &)>;
 using Pastes = QMap<QString, QByteArray>;
-
-// What another program pastes. This process owns the clipboard and answers from its event loop,
-// so the loop runs while xclip waits.
-QByteArray paste(const QString &target)
-{
-    QProcess xclip;
-    xclip.start(QStringLiteral("xclip"),
-        {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), target,
-            QStringLiteral("-o")});
-    const QDeadlineTimer deadline(10000);
-    while (xclip.state() != QProcess::NotRunning && !deadline.hasExpired())
-        QTest::qWait(5);
-    return xclip.exitCode() == 0 ? xclip.readAllStandardOutput() : "<failed: " + xclip.readAllStandardError() + '>';
-}
 
 } // namespace
 
@@ -80,12 +65,12 @@ private Q_SLOTS:
         QtClipboard clipboard;
         put(clipboard);
         QSet<QString> offered; // without X11's own targets (TARGETS, UTF8_STRING, ...)
-        for (const QByteArray &target : paste(QStringLiteral("TARGETS")).split('\n'))
+        for (const QByteArray &target : pasted(QStringLiteral("TARGETS")).split('\n'))
             if (target.contains('/'))
                 offered.insert(QString::fromLatin1(target));
         QCOMPARE(offered, types);
-        for (auto pasted = pastes.cbegin(); pasted != pastes.cend(); ++pasted)
-            QCOMPARE(paste(pasted.key()), pasted.value());
+        for (auto paste = pastes.cbegin(); paste != pastes.cend(); ++paste)
+            QCOMPARE(pasted(paste.key()), paste.value());
     }
 };
 
