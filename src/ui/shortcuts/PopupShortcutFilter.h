@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QObject>
+
+namespace KeyboardShortcuts {
+class HotKeyService;
+}
+
+// While one of the application's own popups (the tray menu) holds the keyboard, the window
+// system delivers no hot key: the keys come to the application instead. Installed on the
+// application, this hands them to the hot-key service and eats the ones that matched.
+class PopupShortcutFilter : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit PopupShortcutFilter(KeyboardShortcuts::HotKeyService &hotKeys, QObject *parent = nullptr);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    KeyboardShortcuts::HotKeyService &m_hotKeys;
+};
