@@ -8,6 +8,7 @@
 #include <QWindow>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -28,18 +29,29 @@ PopupShortcutFilter::PopupShortcutFilter(KeyboardShortcuts::HotKeyService &hotKe
 
 bool PopupShortcutFilter::eventFilter(QObject *watched, QEvent *event)
 {
+    using KeyboardShortcuts::KeyDirection;
+    using KeyboardShortcuts::Shortcut;
     // Every key event reaches a window first, which passes it on to its widgets: taking it at
     // the window sees each key once, and eating it there keeps it from the menu.
     if ((event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease) || !watched->isWindowType())
         return false;
     const auto *key = static_cast<const QKeyEvent *>(event);
-    if (key->isAutoRepeat() || !popupIsOpen())
-        return false;
-    const std::optional<KeyboardShortcuts::Shortcut> shortcut
-        = KeyboardShortcuts::Shortcut::fromQt(key->keyCombination());
+    const std::optional<Shortcut> shortcut = Shortcut::fromQt(key->keyCombination());
     if (!shortcut)
         return false;
-    return m_hotKeys.dispatch(*shortcut,
-        event->type() == QEvent::KeyPress ? KeyboardShortcuts::KeyDirection::down
-                                          : KeyboardShortcuts::KeyDirection::up);
+    const bool ofPressedKey = m_pressed && m_pressed->carbonKeyCode == shortcut->carbonKeyCode;
+    if (key->isAutoRepeat())
+        return ofPressedKey;
+    if (event->type() == QEvent::KeyRelease) {
+        // The chord's modifiers may be let go before its key, and the popup may have closed in
+        // the meantime: the key's own release ends the press, whatever is still held.
+        if (!ofPressedKey)
+            return false;
+        m_hotKeys.dispatch(*std::exchange(m_pressed, std::nullopt), KeyDirection::up);
+        return true;
+    }
+    if (!popupIsOpen() || !m_hotKeys.dispatch(*shortcut, KeyDirection::down))
+        return false;
+    m_pressed = shortcut;
+    return true;
 }

@@ -1,6 +1,10 @@
 #pragma once
 
+#include "Shortcut.h"
+
 #include <QObject>
+
+#include <optional>
 
 namespace KeyboardShortcuts {
 class HotKeyService;
@@ -21,4 +25,5 @@ protected:
 
 private:
     KeyboardShortcuts::HotKeyService &m_hotKeys;
+    std::optional<KeyboardShortcuts::Shortcut> m_pressed; // the chord whose key is down
 };
