@@ -8,6 +8,7 @@
 #include <QSocketNotifier>
 
 // xkb.h names a structure field `explicit`, a C++ keyword.
+// NOLINTNEXTLINE(clang-diagnostic-keyword-macro)
 #define explicit xkb_explicit
 #include <xcb/xkb.h>
 #undef explicit
