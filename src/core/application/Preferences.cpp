@@ -118,6 +118,28 @@ void Preferences::setValue(const QString &key, const QVariant &value)
         Q_EMIT changed(key);
 }
 
+QVariant Preferences::storedValue(const QString &key) const
+{
+    const QSettings settings(m_filePath, QSettings::IniFormat);
+    return settings.value(key);
+}
+
+void Preferences::remove(const QString &key)
+{
+    if (!storedValue(key).isValid())
+        return;
+    const QVariant before = value(key);
+    {
+        QSettings settings(m_filePath, QSettings::IniFormat);
+        settings.remove(key);
+        settings.sync();
+    }
+    if (m_watcher)
+        m_lastSeen = storedValues();
+    if (value(key) != before)
+        Q_EMIT changed(key);
+}
+
 void Preferences::watchFile()
 {
     if (m_watcher)

@@ -79,7 +79,11 @@ public:
     // is absent or empty. Never created here: whoever writes into it creates it.
     QString folder(const QString &key) const;
 
+    // What the file itself holds under `key`, registered defaults aside: invalid when the file
+    // holds nothing there. An INI file keeps text, so a stored `false` reads back as "false".
+    QVariant storedValue(const QString &key) const;
     void setValue(const QString &key, const QVariant &value);
+    void remove(const QString &key);
     void markOnboardingCompleted();
 
     QString filePath() const { return m_filePath; }
