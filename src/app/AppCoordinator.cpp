@@ -5,8 +5,13 @@
 #include "Clipboard.h"
 #include "CompositionRoot.h"
 #include "FreedesktopNotifier.h"
+#include "HotKeyService.h"
 #include "InstanceCommands.h"
+#include "Name.h"
+#include "PopupShortcutFilter.h"
 #include "SettingsPlaceholderView.h"
+#include "ShortcutActions.h"
+#include "ShortcutStore.h"
 #include "ShutterSound.h"
 #include "StatusIcon.h"
 #include "StatusItemController.h"
@@ -14,7 +19,7 @@
 #include "Version.h"
 #include "WarningAlert.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QDateTime>
 #include <QDesktopServices>
 #include <QDir>
@@ -32,6 +37,7 @@ AppCoordinator::AppCoordinator(CompositionRoot &root, QObject *parent)
     // A failure that no notification server can show must still be seen.
     , m_notifier(root.makeNotifier(&WarningAlert::show))
     , m_shutter(CompositionRoot::makeShutterSound())
+    , m_shortcutStore(std::make_unique<KeyboardShortcuts::ShortcutStore>(root.preferences()))
 {
     connect(&m_windows, &WindowPresenter::quitRequested, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 }
@@ -40,6 +46,10 @@ AppCoordinator::~AppCoordinator()
 {
     // The services report to the notifier and the clipboard: they go first.
     m_commands.reset();
+    // The actions let go of their hot keys before the service that holds them goes.
+    m_popupShortcuts.reset();
+    m_shortcuts.reset();
+    m_hotKeys.reset();
     m_statusItem.reset();
     m_capture.reset();
 }
@@ -62,7 +72,33 @@ void AppCoordinator::start()
         qCWarning(lcApp) << "no captures in this session:" << services.error().message << services.error().detail;
     }
     m_root.sweepLeftovers();
+    registerShortcuts();
     announceMissingTray();
+}
+
+void AppCoordinator::registerShortcuts()
+{
+    using namespace KeyboardShortcuts;
+    // Every name is registered, so that its default is written on the first start even where
+    // no key can be grabbed.
+    for (const Name &name : {Name::captureScreenshot(), Name::recordVideo(), Name::cancelRecording()})
+        m_shortcutStore->registerName(name);
+    // The menu shows the chords as they are stored now.
+    connect(
+        m_shortcutStore.get(), &ShortcutStore::shortcutChanged, m_statusItem.get(), &StatusItemController::rebuildMenu);
+
+    m_hotKeys = m_root.makeHotKeyService();
+    if (!m_hotKeys)
+        return;
+    m_shortcuts = std::make_unique<ShortcutActions>(*m_shortcutStore, *m_hotKeys);
+    m_shortcuts->onKeyDown(Name::captureScreenshot(), [this]() { takeScreenshot(); });
+    m_shortcuts->onKeyDown(Name::recordVideo(), [this]() { toggleRecording(); });
+    // Escape belongs to every other program until a recording runs.
+    m_shortcuts->onKeyDown(Name::cancelRecording(), {}, ShortcutActions::Activation::disabled);
+    // While the tray menu is open it holds the keyboard, and the window system delivers no hot
+    // key: the menu's key events are matched instead.
+    m_popupShortcuts = std::make_unique<PopupShortcutFilter>(*m_hotKeys);
+    qApp->installEventFilter(m_popupShortcuts.get());
 }
 
 void AppCoordinator::installStatusItem()
@@ -85,8 +121,13 @@ void AppCoordinator::installStatusItem()
     actions.deleteUpload = [this](const UploadRecord &record) { deleteUpload(record); };
     actions.clearUploads = [this]() { clearUploads(); };
     actions.quit = []() { QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection); };
+    const auto chordOf = [this](const QString &rawValue) {
+        const std::optional<KeyboardShortcuts::Shortcut> shortcut
+            = m_shortcutStore->shortcut(KeyboardShortcuts::Name{rawValue, std::nullopt});
+        return shortcut ? QKeySequence(shortcut->toQt()) : QKeySequence();
+    };
     m_statusItem = std::make_unique<StatusItemController>(
-        std::move(actions), [](const QString &) { return QKeySequence(); }, m_root.trayForeground());
+        std::move(actions), chordOf, [this](const QRect &item) { return m_root.trayForeground(item); });
     m_statusItem->install();
 }
 
@@ -95,8 +136,20 @@ void AppCoordinator::announceMissingTray()
     if (StatusItemController::trayAvailable())
         return;
     qCInfo(lcApp) << "no system tray on this desktop: the item waits for one";
+    QStringList ways;
+    const auto chord = [this](const KeyboardShortcuts::Name &name) -> QString {
+        if (!m_shortcuts || !m_shortcuts->isRegistered(name))
+            return {};
+        const std::optional<KeyboardShortcuts::Shortcut> shortcut = m_shortcutStore->shortcut(name);
+        return shortcut ? QKeySequence(shortcut->toQt()).toString(QKeySequence::NativeText) : QString();
+    };
+    if (const QString screenshot = chord(KeyboardShortcuts::Name::captureScreenshot()); !screenshot.isEmpty())
+        ways << QStringLiteral("Take a screenshot with %1.").arg(screenshot);
+    if (const QString record = chord(KeyboardShortcuts::Name::recordVideo()); !record.isEmpty())
+        ways << QStringLiteral("Record the screen with %1.").arg(record);
+    ways << QStringLiteral("Open the settings with qorvel --settings.");
     notify(QStringLiteral("Qorvel is running without a tray icon"),
-        QStringLiteral("This desktop shows no tray icons. Open the settings with qorvel --settings."), false);
+        QStringLiteral("This desktop shows no tray icons.\n") + ways.join(QLatin1Char(' ')), false);
 }
 
 void AppCoordinator::notify(const QString &title, const QString &body, bool failure)
@@ -140,6 +193,10 @@ void AppCoordinator::takeScreenshot()
         return;
     }
     ScreenshotService &screenshots = *(*services)->screenshots;
+    // Chosen in the tray menu or pressed while it is open: the menu holds the pointer and the
+    // keyboard, which the overlay needs.
+    if (QWidget *popup = QApplication::activePopupWidget())
+        popup->close();
     // A second press while the overlay is up closes it, and that is all it does.
     if (screenshots.isSelecting()) {
         screenshots.cancelSelection();

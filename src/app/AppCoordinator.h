@@ -12,7 +12,14 @@
 #include <memory>
 #include <optional>
 
+namespace KeyboardShortcuts {
+class HotKeyService;
+class ShortcutActions;
+class ShortcutStore;
+} // namespace KeyboardShortcuts
+
 class Clipboard;
+class PopupShortcutFilter;
 class CompositionRoot;
 class InstanceCommands;
 class Notifier;
@@ -59,6 +66,7 @@ public:
 
 private:
     void installStatusItem();
+    void registerShortcuts();
     void announceMissingTray();
     void showCaptureAlert(const ScreenshotOutcome &outcome);
     void removeFromCatbox(const UploadRecord &record);
@@ -71,6 +79,10 @@ private:
     std::unique_ptr<ShutterSound> m_shutter;
     std::optional<CaptureServices> m_capture;
     std::unique_ptr<InstanceCommands> m_commands;
+    std::unique_ptr<KeyboardShortcuts::ShortcutStore> m_shortcutStore;
+    std::unique_ptr<KeyboardShortcuts::HotKeyService> m_hotKeys;
+    std::unique_ptr<KeyboardShortcuts::ShortcutActions> m_shortcuts;
+    std::unique_ptr<PopupShortcutFilter> m_popupShortcuts;
     std::unique_ptr<StatusItemController> m_statusItem;
     // Deletions on their way: each uploader lives until its answer has come.
     std::list<std::unique_ptr<Uploader>> m_removals;

@@ -14,6 +14,7 @@
 #include "SecretServiceStore.h"
 #include "UnixSignalWatcher.h"
 #include "X11Connection.h"
+#include "X11HotKeyService.h"
 #include "X11ScreenCapture.h"
 #include "X11ScreenCaptureAccess.h"
 #include "X11SystemTray.h"
@@ -260,12 +261,27 @@ std::shared_ptr<X11Connection> CompositionRoot::x11()
     return m_x11;
 }
 
-QColor CompositionRoot::trayForeground()
+std::unique_ptr<KeyboardShortcuts::HotKeyService> CompositionRoot::makeHotKeyService()
+{
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        return nullptr;
+    // A connection of its own: the grabs belong to it, and it reads every event on it.
+    Result<std::shared_ptr<X11Connection>> connection = X11Connection::open();
+    if (!connection) {
+        qCWarning(lcApp) << "no global shortcuts:" << connection.error().message << connection.error().detail;
+        return nullptr;
+    }
+    return std::make_unique<X11HotKeyService>(*connection);
+}
+
+QColor CompositionRoot::trayForeground(const QRect &item)
 {
     const std::shared_ptr<X11Connection> connection = x11();
     if (!connection)
         return {};
-    const std::optional<quint32> rgb = X11SystemTray::foreground(*connection);
+    const double scale = qGuiApp->devicePixelRatio();
+    const QRect pixels(item.topLeft() * scale, item.size() * scale);
+    const std::optional<quint32> rgb = X11SystemTray::foreground(*connection, pixels);
     return rgb ? QColor(QRgb(*rgb)) : QColor();
 }
 

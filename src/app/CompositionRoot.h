@@ -16,6 +16,10 @@
 #include <future>
 #include <memory>
 
+namespace KeyboardShortcuts {
+class HotKeyService;
+}
+
 class Clipboard;
 class FreedesktopNotifier;
 class Notifier;
@@ -96,8 +100,11 @@ public:
     // Removes what crashed or killed processes left: staging entries, request bodies and
     // thumbnails older than a day.
     void sweepLeftovers();
-    // The colour the desktop's tray draws its text in; invalid when the tray does not say.
-    QColor trayForeground();
+    // The window system's global hot keys; none where Qorvel cannot grab keys (outside X11).
+    std::unique_ptr<KeyboardShortcuts::HotKeyService> makeHotKeyService();
+    // The colour to draw the tray item in, for an item at `item` on the screen (empty when the
+    // tray does not say where); invalid when nothing tells.
+    QColor trayForeground(const QRect &item);
     static std::unique_ptr<Clipboard> makeClipboard();
     static std::unique_ptr<ShutterSound> makeShutterSound();
 

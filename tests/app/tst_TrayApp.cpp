@@ -114,18 +114,21 @@ private Q_SLOTS:
         const QString link = QString::fromUtf8(pasted(QStringLiteral("text/plain")));
         QVERIFY2(link.startsWith(QLatin1String("https://files.catbox.moe/")), qPrintable(link));
         const QString remoteName = link.section(QLatin1Char('/'), -1);
-        QVERIFY(QFile::exists(QDir(qEnvironmentVariable("CATBOX_STUB_DIR")).filePath(QLatin1String("files/") + remoteName)));
+        QVERIFY(QFile::exists(
+            QDir(qEnvironmentVariable("CATBOX_STUB_DIR")).filePath(QLatin1String("files/") + remoteName)));
 
         const QStringList menu = m_tray.layout();
         const qsizetype entry = menu.indexOf(QStringLiteral("Recent Uploads")) + 1;
-        QVERIFY2(menu.value(entry).startsWith(QStringLiteral("  Screenshot · Today at ")), qPrintable(menu.join(u'\n')));
+        QVERIFY2(
+            menu.value(entry).startsWith(QStringLiteral("  Screenshot · Today at ")), qPrintable(menu.join(u'\n')));
         QVERIFY(m_tray.click(
             {QStringLiteral("Recent Uploads"), menu.at(entry).trimmed(), QStringLiteral("Delete from Catbox…")}));
         // The confirmation: "Delete" is its default button.
         QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow({QStringLiteral("--name"), QStringLiteral("^Qorvel$")}), 10'000);
         xdotool(QStringLiteral("search --onlyvisible --name ^Qorvel$ windowactivate --sync key Return"));
         QTRY_COMPARE_WITH_TIMEOUT(lastSummary(), QStringLiteral("Deleted from Catbox"), 10'000);
-        QVERIFY(!QFile::exists(QDir(qEnvironmentVariable("CATBOX_STUB_DIR")).filePath(QLatin1String("files/") + remoteName)));
+        QVERIFY(!QFile::exists(
+            QDir(qEnvironmentVariable("CATBOX_STUB_DIR")).filePath(QLatin1String("files/") + remoteName)));
         QVERIFY(m_tray.layout().contains(QStringLiteral("  No Uploads (disabled)")));
     }
 

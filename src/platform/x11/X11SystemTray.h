@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QtGlobal>
+#include <QRect>
 
 #include <optional>
 
@@ -10,7 +10,13 @@ class X11Connection;
 class X11SystemTray
 {
 public:
-    // The colour the tray draws its own text in, as 0xRRGGBB, when the tray announces it
-    // (_NET_SYSTEM_TRAY_COLORS); none when there is no tray or it does not say.
-    static std::optional<quint32> foreground(const X11Connection &connection);
+    // The colour to draw on the tray in, as 0xRRGGBB: the one the tray announces for its text
+    // (_NET_SYSTEM_TRAY_COLORS), else dark or light against the panel seen at the corners of
+    // `item` (the tray item's place on the screen, in pixels; empty when unknown). None when
+    // there is no tray or nothing tells.
+    static std::optional<quint32> foreground(const X11Connection &connection, const QRect &item);
+
+private:
+    static std::optional<quint32> panelBehind(const X11Connection &connection, const QRect &item);
+    static std::optional<quint32> contrastingWith(std::optional<quint32> background);
 };

@@ -7,16 +7,16 @@
 #include <QKeyEvent>
 #include <QWindow>
 
-#include <algorithm>
 #include <utility>
 
 namespace {
 
-bool popupIsOpen()
+// A popup (the tray menu) or a window the window manager never sees (the selection overlay)
+// gets keys only through a keyboard grab of our own, and while that grab holds, the window
+// system delivers no hot key.
+bool holdsKeyboard(const QWindow &window)
 {
-    const QWindowList windows = QGuiApplication::topLevelWindows();
-    return std::any_of(windows.cbegin(), windows.cend(),
-        [](const QWindow *window) { return window->isVisible() && window->type() == Qt::Popup; });
+    return window.type() == Qt::Popup || window.flags().testFlag(Qt::X11BypassWindowManagerHint);
 }
 
 } // namespace
@@ -50,7 +50,7 @@ bool PopupShortcutFilter::eventFilter(QObject *watched, QEvent *event)
         m_hotKeys.dispatch(*std::exchange(m_pressed, std::nullopt), KeyDirection::up);
         return true;
     }
-    if (!popupIsOpen() || !m_hotKeys.dispatch(*shortcut, KeyDirection::down))
+    if (!holdsKeyboard(*static_cast<const QWindow *>(watched)) || !m_hotKeys.dispatch(*shortcut, KeyDirection::down))
         return false;
     m_pressed = shortcut;
     return true;

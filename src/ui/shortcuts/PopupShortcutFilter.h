@@ -10,9 +10,10 @@ namespace KeyboardShortcuts {
 class HotKeyService;
 }
 
-// While one of the application's own popups (the tray menu) holds the keyboard, the window
-// system delivers no hot key: the keys come to the application instead. Installed on the
-// application, this hands them to the hot-key service and eats the ones that matched.
+// While one of the application's own popups (the tray menu) or its selection overlay holds the
+// keyboard, the window system delivers no hot key: the keys come to the application instead.
+// Installed on the application, this hands them to the hot-key service and eats the ones that
+// matched, so that a second press of the shortcut closes the overlay.
 class PopupShortcutFilter : public QObject
 {
     Q_OBJECT

@@ -5,6 +5,7 @@
 
 #include <QCursor>
 #include <QDateTime>
+#include <QTimer>
 
 namespace {
 
@@ -20,11 +21,11 @@ QIcon themeIcon(const char *name)
 } // namespace
 
 StatusItemController::StatusItemController(
-    Actions actions, ShortcutLookup shortcuts, QColor panelForeground, QObject *parent)
+    Actions actions, ShortcutLookup shortcuts, ForegroundProbe foreground, QObject *parent)
     : QObject(parent)
     , m_actions(std::move(actions))
     , m_shortcuts(std::move(shortcuts))
-    , m_foreground(panelForeground)
+    , m_probeForeground(std::move(foreground))
 {
     m_menu.setToolTipsVisible(true);
     connect(&m_menu, &QMenu::aboutToShow, this, &StatusItemController::rebuildMenu);
@@ -51,8 +52,21 @@ void StatusItemController::install()
 {
     rebuildMenu();
     m_item.setContextMenu(&m_menu);
-    updateAppearance();
+    probeForeground();
     m_item.show();
+    // An embedding tray tells where the item went only once it has taken it in.
+    constexpr int dockingDelayMs = 1000;
+    QTimer::singleShot(dockingDelayMs, this, &StatusItemController::probeForeground);
+}
+
+void StatusItemController::probeForeground()
+{
+    const QColor foreground = m_probeForeground ? m_probeForeground(m_item.geometry()) : QColor();
+    if (foreground == m_foreground && !m_lookKey.isEmpty())
+        return;
+    m_foreground = foreground;
+    m_lookKey.clear();
+    updateAppearance();
 }
 
 void StatusItemController::setRecording(std::optional<double> elapsedSeconds)

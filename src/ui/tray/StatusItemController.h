@@ -36,9 +36,12 @@ public:
     // The chord of a named shortcut as it is stored now; empty when it is off.
     using ShortcutLookup = std::function<QKeySequence(const QString &shortcutName)>;
 
-    // `panelForeground` is the colour the tray draws its text in, when the tray says; an
-    // invalid colour means unknown.
-    StatusItemController(Actions actions, ShortcutLookup shortcuts, QColor panelForeground, QObject *parent = nullptr);
+    // The colour to draw the picture in, for an item at `item` on the screen (empty when the
+    // tray does not say where it is); an invalid colour when nothing tells.
+    using ForegroundProbe = std::function<QColor(const QRect &item)>;
+
+    StatusItemController(
+        Actions actions, ShortcutLookup shortcuts, ForegroundProbe foreground, QObject *parent = nullptr);
     ~StatusItemController() override;
 
     // Shows the item; whether a tray shows it depends on the desktop (see trayAvailable()).
@@ -57,6 +60,7 @@ public:
 
 private:
     void updateAppearance();
+    void probeForeground();
     QAction *addCommand(QMenu &menu, const QString &text, const std::function<void()> &action);
     static void showShortcut(QAction &action, const QKeySequence &chord);
     void addRecentUploads(QMenu &menu);
@@ -65,6 +69,7 @@ private:
 
     Actions m_actions;
     ShortcutLookup m_shortcuts;
+    ForegroundProbe m_probeForeground;
     QColor m_foreground;
     QSystemTrayIcon m_item;
     QMenu m_menu;

@@ -49,7 +49,7 @@ private Q_SLOTS:
                 return QKeySequence(Qt::SHIFT | Qt::ALT | Qt::Key_5);
             return QKeySequence();
         };
-        m_item = std::make_unique<StatusItemController>(actions, shortcuts, QColor());
+        m_item = std::make_unique<StatusItemController>(actions, shortcuts, StatusItemController::ForegroundProbe());
         QVERIFY(StatusItemController::trayAvailable());
         m_item->install();
         QVERIFY(m_tray.waitForItem());
