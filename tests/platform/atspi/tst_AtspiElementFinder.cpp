@@ -144,21 +144,6 @@ private Q_SLOTS:
         QCOMPARE(spy.first().at(1).value<QList<QRectF>>(), QList<QRectF>{});
     }
 
-    void aBurstAnswersOnlyTheRunningAndTheNewestRequest()
-    {
-        auto finder = AtspiElementFinder::create(QDBusConnection::sessionBus(), {});
-        QVERIFY(finder);
-        QSignalSpy spy(finder.get(), &ElementFinder::found);
-        for (quint64 serial : {1, 2, 3})
-            finder->find({serial, m_pid, m_row.center()});
-        QTRY_VERIFY(!spy.isEmpty() && spy.last().at(0).toULongLong() == 3);
-        QList<quint64> answered;
-        for (const QList<QVariant> &answer : spy)
-            answered << answer.at(0).toULongLong();
-        QCOMPARE(answered, (QList<quint64>{1, 3}));
-        QVERIFY(!spy.last().at(1).value<QList<QRectF>>().isEmpty());
-    }
-
     void noFinderWithoutAccessibility_data()
     {
         QTest::addColumn<QString>("setting");
