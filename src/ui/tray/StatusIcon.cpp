@@ -85,7 +85,7 @@ class StatusIconEngine : public QIconEngine
 {
 public:
     explicit StatusIconEngine(StatusIcon::Look look)
-        : m_look(std::move(look))
+        : m_look(look)
     {
     }
 
