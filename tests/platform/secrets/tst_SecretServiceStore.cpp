@@ -79,6 +79,16 @@ private Q_SLOTS:
         QCOMPARE(secretTool(QStringLiteral("lookup"), accountName()), value);
     }
 
+    // A second write replaces the account's item rather than leaving the old secret beside it.
+    void replacesTheAccountsItem()
+    {
+        QVERIFY(m_store.write(QByteArray("first"), accountName()).ok());
+        QVERIFY(m_store.write(QByteArray("second"), accountName()).ok());
+        QCOMPARE(readBack(m_store, accountName()), QByteArray("second"));
+        const QByteArray found = secretTool(QStringLiteral("search --all"), accountName());
+        QCOMPARE(found.count("label = "), 1);
+    }
+
     void survivesKeyringRestart()
     {
         const QString restart = qEnvironmentVariable("QORVEL_SESSION_KEYRING_RESTART");
