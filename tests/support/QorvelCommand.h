@@ -41,15 +41,3 @@ inline QorvelRun runQorvel(const QStringList &arguments, const QByteArray &input
 {
     return runProgram(QStringLiteral(QORVEL_EXECUTABLE), arguments, input, environment);
 }
-
-// Runs `script` with sh in a mount namespace of its own (its own user namespace allows that
-// without root) where `folder` is a 16 KiB tmpfs: a full disk. The script finds the folder in $0,
-// qorvel in $1 and `arguments` after them.
-inline QorvelRun runOnFullDisk(const QString &folder, const QString &script, const QStringList &arguments = {})
-{
-    return runProgram(QStringLiteral("unshare"),
-        QStringList{QStringLiteral("-rm"), QStringLiteral("sh"), QStringLiteral("-c"),
-            QStringLiteral("mount -t tmpfs -o size=16k tmpfs \"$0\" && ") + script, folder,
-            QStringLiteral(QORVEL_EXECUTABLE)}
-            + arguments);
-}

@@ -27,12 +27,11 @@ public:
     {
         return QTest::qWaitFor(
             [this] {
-                const QVariant items = property(QStringLiteral("org.kde.StatusNotifierWatcher"),
+                const QStringList names = property(QStringLiteral("org.kde.StatusNotifierWatcher"),
                     QStringLiteral("/StatusNotifierWatcher"), QStringLiteral("org.kde.StatusNotifierWatcher"),
-                    QStringLiteral("RegisteredStatusNotifierItems"));
-                const QStringList names = items.toStringList();
-                if (!names.isEmpty())
-                    m_service = names.first().section(QLatin1Char('/'), 0, 0);
+                    QStringLiteral("RegisteredStatusNotifierItems"))
+                                              .toStringList();
+                m_service = names.value(0).section(QLatin1Char('/'), 0, 0);
                 return !m_service.isEmpty();
             },
             10'000);
@@ -43,8 +42,8 @@ public:
     // "-" for a separator.
     QStringList layout()
     {
-        call(QStringLiteral("AboutToShow"), {0});
-        const QDBusMessage reply = call(QStringLiteral("GetLayout"), {0, -1, QStringList()});
+        menuCall(QStringLiteral("AboutToShow"), {0});
+        const QDBusMessage reply = menuCall(QStringLiteral("GetLayout"), {0, -1, QStringList()});
         m_ids.clear();
         QStringList lines;
         if (reply.arguments().size() == 2)
@@ -59,74 +58,49 @@ public:
         const int id = m_ids.value(path.join(QLatin1Char('/')), -1);
         if (id < 0)
             return false;
-        return call(QStringLiteral("Event"), {id, QStringLiteral("clicked"), QVariant::fromValue(QDBusVariant(0)), 0u})
+        return menuCall(
+                   QStringLiteral("Event"), {id, QStringLiteral("clicked"), QVariant::fromValue(QDBusVariant(0)), 0u})
                    .type()
             == QDBusMessage::ReplyMessage;
     }
 
-    // The item's tooltip title.
+    // The item's tooltip title: the third member of (icon name, icon pixmaps, title, text).
     QString toolTip()
     {
-        const QVariant tip = property(m_service, QStringLiteral("/StatusNotifierItem"),
-            QStringLiteral("org.kde.StatusNotifierItem"), QStringLiteral("ToolTip"));
-        const QDBusArgument argument = tip.value<QDBusArgument>();
-        QString iconName, title, description;
-        argument.beginStructure();
-        argument >> iconName;
-        argument.beginArray();
-        while (!argument.atEnd()) {
-            int width = 0, height = 0;
-            QByteArray pixels;
-            argument.beginStructure();
-            argument >> width >> height >> pixels;
-            argument.endStructure();
-        }
-        argument.endArray();
-        argument >> title >> description;
-        argument.endStructure();
+        const QDBusArgument tip = property(m_service, QStringLiteral("/StatusNotifierItem"),
+            QStringLiteral("org.kde.StatusNotifierItem"), QStringLiteral("ToolTip"))
+                                      .value<QDBusArgument>();
+        QString title;
+        tip.beginStructure();
+        tip.asVariant();
+        tip.asVariant();
+        tip >> title;
         return title;
     }
 
 private:
-    QDBusMessage send(const QDBusMessage &message)
+    QDBusMessage call(QDBusMessage message, const QVariantList &arguments)
     {
+        message.setArguments(arguments);
         QDBusPendingCall pending = m_bus.asyncCall(message, 5000);
         // A call that never finishes comes back as an error reply, which the callers see.
         (void)QTest::qWaitFor([&pending] { return pending.isFinished(); }, 6000);
         return pending.reply();
     }
 
-    QDBusMessage call(const QString &method, const QVariantList &arguments)
+    QDBusMessage menuCall(const QString &method, const QVariantList &arguments)
     {
-        QDBusMessage message = QDBusMessage::createMethodCall(
-            m_service, QStringLiteral("/MenuBar"), QStringLiteral("com.canonical.dbusmenu"), method);
-        message.setArguments(arguments);
-        return send(message);
+        return call(QDBusMessage::createMethodCall(
+                        m_service, QStringLiteral("/MenuBar"), QStringLiteral("com.canonical.dbusmenu"), method),
+            arguments);
     }
 
     QVariant property(const QString &service, const QString &path, const QString &interface, const QString &name)
     {
-        QDBusMessage message = QDBusMessage::createMethodCall(
-            service, path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-        message.setArguments({interface, name});
-        const QDBusMessage reply = send(message);
+        const QDBusMessage reply = call(QDBusMessage::createMethodCall(service, path,
+                                            QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get")),
+            {interface, name});
         return reply.arguments().isEmpty() ? QVariant() : reply.arguments().first().value<QDBusVariant>().variant();
-    }
-
-    static QString shortcutText(const QVariant &shortcut)
-    {
-        if (!shortcut.isValid())
-            return {};
-        const QDBusArgument argument = shortcut.value<QDBusArgument>();
-        QStringList chords;
-        argument.beginArray();
-        while (!argument.atEnd()) {
-            QStringList keys;
-            argument >> keys;
-            chords << keys.join(QLatin1Char('+'));
-        }
-        argument.endArray();
-        return chords.join(QLatin1String(", "));
     }
 
     void read(const QDBusArgument &node, int depth, const QString &parentPath, QStringList &lines)
@@ -145,9 +119,12 @@ private:
                 path = parentPath.isEmpty() ? label : parentPath + QLatin1Char('/') + label;
                 m_ids.insert(path, id);
                 line += label;
-                if (const QString shortcut = shortcutText(properties.value(QStringLiteral("shortcut")));
-                    !shortcut.isEmpty())
-                    line += QLatin1Char('\t') + shortcut;
+                QStringList chords;
+                for (const QStringList &keys :
+                    qdbus_cast<QList<QStringList>>(properties.value(QStringLiteral("shortcut"))))
+                    chords << keys.join(QLatin1Char('+'));
+                if (!chords.isEmpty())
+                    line += QLatin1Char('\t') + chords.join(QLatin1String(", "));
                 if (!properties.value(QStringLiteral("enabled"), true).toBool())
                     line += QLatin1String(" (disabled)");
             }

@@ -32,12 +32,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("message"); // none: done
         const QString full = QStringLiteral("No space left on device");
         const QString exists = QStringLiteral("File exists");
-        QTest::newRow("write") << "write" << 100 << false << QString();
         QTest::newRow("write, disk full") << "write" << 100'000 << false << full;
         QTest::newRow("write over a file") << "write" << 100 << true << exists;
         QTest::newRow("move across disks") << "move" << 100 << false << QString();
         QTest::newRow("move across disks, disk full") << "move" << 100'000 << false << full;
-        QTest::newRow("move across disks over a file") << "move" << 100 << true << exists;
         QTest::newRow("move within the disk over a file") << "move within" << 100 << true << exists;
     }
     void onASmallDisk()

@@ -1,7 +1,6 @@
 #include "ExclusiveFile.h"
 #include "FileNameTemplate.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -23,11 +22,9 @@ private Q_SLOTS:
         const QDateTime morning(QDate(2025, 1, 31), QTime(9, 5, 7));
         QTest::newRow("default template")
             << FileNameTemplate::defaultTemplate() << morning << QStringLiteral("Qorvel 2025-01-31 at 09.05.07");
-        QTest::newRow("two-digit year") << QStringLiteral("{yy}") << QDateTime(QDate(2007, 6, 1), QTime(0, 0))
-                                        << QStringLiteral("07");
-        QTest::newRow("year padded to four")
-            << QStringLiteral("{yyyy}") << QDateTime(QDate(987, 6, 1), QTime(0, 0)) << QStringLiteral("0987");
-        QTest::newRow("every occurrence") << QStringLiteral("{ss}{ss}-{HH}") << morning << QStringLiteral("0707-09");
+        QTest::newRow("years padded, every occurrence")
+            << QStringLiteral("{yyyy} {yy}{yy}") << QDateTime(QDate(907, 6, 1), QTime(0, 0))
+            << QStringLiteral("0907 0707");
         QTest::newRow("slash and colon") << QStringLiteral("a/b:c") << morning << QStringLiteral("a-b.c");
         // C0, DEL and C1 (U+009B is a terminal's one-byte escape); other letters stay.
         QTest::newRow("control characters")
@@ -35,14 +32,10 @@ private Q_SLOTS:
             << QStringLiteral("a-b-c-[31md-e-f-g-Å");
         QTest::newRow("blanks and dots around a token")
             << QStringLiteral("  ..{HH}  ") << morning << QStringLiteral("09");
-        QTest::newRow("dots after a slash") << QStringLiteral("./x") << morning << QStringLiteral("-x");
         QTest::newRow("only blanks") << QStringLiteral("   \n\t") << morning << QStringLiteral("Qorvel");
         QTest::newRow("only dots") << QStringLiteral("....") << morning << QStringLiteral("Qorvel");
-        QTest::newRow("empty") << QString() << morning << QStringLiteral("Qorvel");
         QTest::newRow("unknown braces stay")
             << QStringLiteral("{YYYY} {h} {MM}") << morning << QStringLiteral("{YYYY} {h} 01");
-        QTest::newRow("invalid instant renders zeros")
-            << QStringLiteral("{yyyy}-{MM} {HH}") << QDateTime() << QStringLiteral("0000-00 00");
     }
 
     void expand()
@@ -71,16 +64,11 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("existing");
         QTest::addColumn<QString>("baseName");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("free") << QStringList() << QStringLiteral("Qorvel") << QStringLiteral("Qorvel.png");
-        QTest::newRow("second in the same second")
-            << QStringList{QStringLiteral("Shot.png")} << QStringLiteral("Shot") << QStringLiteral("Shot (2).png");
         QTest::newRow("counter continues")
             << QStringList{QStringLiteral("Qorvel.png"), QStringLiteral("Qorvel (2).png")} << QStringLiteral("Qorvel")
             << QStringLiteral("Qorvel (3).png");
         QTest::newRow("other extension does not count")
             << QStringList{QStringLiteral("Shot.jpg")} << QStringLiteral("Shot") << QStringLiteral("Shot.png");
-        QTest::newRow("a folder of that name counts")
-            << QStringList{QStringLiteral("Shot.png/")} << QStringLiteral("Shot") << QStringLiteral("Shot (2).png");
         QTest::newRow("a dangling link counts")
             << QStringList{QStringLiteral("Shot.png@")} << QStringLiteral("Shot") << QStringLiteral("Shot (2).png");
     }
@@ -92,11 +80,8 @@ private Q_SLOTS:
         QFETCH(QString, expected);
         QTemporaryDir dir;
         for (const QString &entry : existing) {
-            const QString path = dir.filePath(entry.chopped(1));
-            if (entry.endsWith(QLatin1Char('/')))
-                QVERIFY(QDir().mkdir(path));
-            else if (entry.endsWith(QLatin1Char('@')))
-                QVERIFY(QFile::link(dir.filePath(QStringLiteral("nowhere")), path));
+            if (entry.endsWith(QLatin1Char('@')))
+                QVERIFY(QFile::link(dir.filePath(QStringLiteral("nowhere")), dir.filePath(entry.chopped(1))));
             else
                 QVERIFY(ExclusiveFile::write(dir.filePath(entry), "x").ok());
         }

@@ -90,7 +90,6 @@ private Q_SLOTS:
         QTest::addColumn<bool>("precise");
         QTest::addColumn<bool>("momentum");
         QTest::addColumn<qsizetype>("index");
-        QTest::newRow("one notch up") << QList<double>{1.0} << false << false << qsizetype(1);
         QTest::newRow("one notch down at the smallest") << QList<double>{-1.0} << false << false << qsizetype(0);
         QTest::newRow("touchpad under 16") << QList<double>{10.0, 5.9} << true << false << qsizetype(0);
         QTest::newRow("touchpad adds up to 16") << QList<double>{10.0, 6.0} << true << false << qsizetype(1);

@@ -85,6 +85,17 @@ private Q_SLOTS:
         QCOMPARE(decoded->at(0).id, QUuid::fromString(QStringLiteral("{0F8FAD5B-D9CB-469F-A165-70867728950E}")));
     }
 
+    // Dates count seconds from 2001-01-01 UTC, so files written by earlier versions keep theirs.
+    void readsStoredDates()
+    {
+        const auto decoded = decodeUploadRecords("[{\"id\": \"0f8fad5b-d9cb-469f-a165-70867728950e\", "
+                                                 "\"url\": \"https://files.catbox.moe/abc123.png\", "
+                                                 "\"remoteName\": \"abc123.png\", \"kind\": \"image\", "
+                                                 "\"date\": 770461200.5, \"deletable\": false, \"host\": \"Catbox\"}]");
+        QVERIFY(decoded && decoded->size() == 1);
+        QCOMPARE(decoded->at(0).date, QDateTime(QDate(2025, 6, 1), QTime(9, 0, 0, 500), Qt::UTC));
+    }
+
     void decodeRejectsTheWholeDocument_data()
     {
         QTest::addColumn<QByteArray>("document");

@@ -30,11 +30,12 @@ QByteArray readBack(SecretStore &store, const QString &account)
     return read->value_or("<none>");
 }
 
-QByteArray secretTool(const QString &command, const QString &account)
+QByteArray secretTool(const QString &command, const QString &account, const QByteArray &input = {})
 {
     QProcess tool;
     tool.start(QStringLiteral("secret-tool"),
         command.split(u' ') + QStringList{QStringLiteral("service"), service, QStringLiteral("account"), account});
+    tool.write(input);
     tool.closeWriteChannel();
     tool.waitForFinished(10000);
     return tool.readAllStandardOutput();
@@ -77,6 +78,17 @@ private Q_SLOTS:
         QCOMPARE(readBack(another, accountName()), value);
         // The keyring holds the bytes themselves, not an encoding only this class understands.
         QCOMPARE(secretTool(QStringLiteral("lookup"), accountName()), value);
+    }
+
+    // A write updates the account's item and removes any other the search finds, such as one
+    // another tool stored with an attribute more, which the service's own replace leaves alone.
+    void replacesTheAccountsItem()
+    {
+        QVERIFY(m_store.write(QByteArray("first"), accountName()).ok());
+        secretTool(QStringLiteral("store --label=stray origin secret-tool"), accountName(), "stray");
+        QVERIFY(m_store.write(QByteArray("second"), accountName()).ok());
+        QCOMPARE(readBack(m_store, accountName()), QByteArray("second"));
+        QCOMPARE(secretTool(QStringLiteral("search --all"), accountName()).count("label = "), 1);
     }
 
     void survivesKeyringRestart()
