@@ -31,14 +31,6 @@ struct Expected
     QByteArray kept; // where the file ends: "folder" or ""
 };
 
-QStringList names(std::initializer_list<const char *> list)
-{
-    QStringList result;
-    for (const char *name : list)
-        result << QString::fromUtf8(name);
-    return result;
-}
-
 } // namespace
 
 Q_DECLARE_METATYPE(OutputActions)
@@ -164,7 +156,8 @@ private Q_SLOTS:
         const DeliveryOutcome outcome = deliver(actions);
 
         // The file: in the folder when asked for or as the fallback; never left in staging.
-        QCOMPARE(filesIn(saveFolder()), expected.kept == "folder" ? names({"shot.png"}) : QStringList());
+        QCOMPARE(
+            filesIn(saveFolder()), expected.kept == "folder" ? QStringList{QStringLiteral("shot.png")} : QStringList());
         QCOMPARE(filesIn(QDir(stagingRoot()).filePath(QStringLiteral("Uploads"))), QStringList());
         QCOMPARE(m_history->records().size(), recordsBefore + (outcome.uploaded() ? 1 : 0));
 
@@ -194,7 +187,7 @@ private Q_SLOTS:
         deliver({false, true, false});
         const DeliveryOutcome second = deliver({false, true, false});
         QCOMPARE(QFileInfo(second.savedPath).fileName(), QStringLiteral("shot (2).png"));
-        QCOMPARE(filesIn(saveFolder()), names({"shot (2).png", "shot.png"}));
+        QCOMPARE(filesIn(saveFolder()), (QStringList{QStringLiteral("shot (2).png"), QStringLiteral("shot.png")}));
     }
 
     void saveFolderThatCannotExist()
@@ -242,8 +235,10 @@ private Q_SLOTS:
             [&](CaptureOutput::Completion done) { m_output->deliverRecording(recorded, std::move(done)); });
         QVERIFY(!QFile::exists(recorded));
         const QString staging = QDir(stagingRoot()).filePath(QStringLiteral("Recordings"));
-        QCOMPARE(filesIn(saveFolder()), kept == QLatin1String("folder") ? names({"shot.mp4"}) : QStringList());
-        QCOMPARE(filesIn(staging), kept == QLatin1String("staging") ? names({"shot.mp4"}) : QStringList());
+        QCOMPARE(filesIn(saveFolder()),
+            kept == QLatin1String("folder") ? QStringList{QStringLiteral("shot.mp4")} : QStringList());
+        QCOMPARE(filesIn(staging),
+            kept == QLatin1String("staging") ? QStringList{QStringLiteral("shot.mp4")} : QStringList());
         const QString finalPath
             = QDir(kept == QLatin1String("folder") ? saveFolder() : staging).filePath(QStringLiteral("shot.mp4"));
         if (clipboard == QLatin1String("file"))

@@ -2,7 +2,6 @@
 #include "StillCapture.h"
 #include "X11Connection.h"
 #include "X11ScreenCapture.h"
-#include "X11ScreenCaptureAccess.h"
 #include "X11WindowList.h"
 
 #include <QCoreApplication>
@@ -189,13 +188,6 @@ private Q_SLOTS:
             = StillCapture(platform).capture(CaptureTarget::window(gone), WindowShadow::excluded);
         QVERIFY(!still.ok());
         QCOMPARE(still.error().message, description(CaptureError::windowNotFound));
-    }
-
-    void accessIsGrantedOnX11()
-    {
-        X11ScreenCaptureAccess access(m_x);
-        QVERIFY(access.preflight());
-        QCOMPARE(access.probe().outcome, ScreenCaptureAccess::ProbeOutcome::ok);
     }
 
     void windowListReadsWhatTheFilterNeeds()
