@@ -10,8 +10,8 @@
 template <typename T> class [[nodiscard]] Result
 {
 public:
-    Result(T value)
-        : m_state(std::in_place_index<0>, std::move(value))
+    Result(T made)
+        : m_state(std::in_place_index<0>, std::move(made))
     {
     }
     Result(Error error)

@@ -28,7 +28,10 @@ StatusItemController::StatusItemController(
     , m_probeForeground(std::move(foreground))
 {
     m_menu.setToolTipsVisible(true);
-    connect(&m_menu, &QMenu::aboutToShow, this, &StatusItemController::rebuildMenu);
+    connect(&m_menu, &QMenu::aboutToShow, this, [this]() {
+        m_menuOpened = true;
+        rebuildMenu();
+    });
     connect(&m_item, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
         if (reason != QSystemTrayIcon::Trigger)
             return;
@@ -175,7 +178,9 @@ void StatusItemController::rebuildMenu()
 void StatusItemController::addRecentUploads(QMenu &menu)
 {
     QMenu *uploads = menu.addMenu(QStringLiteral("Recent Uploads"));
-    m_shownUploads = m_actions.recentUploads ? m_actions.recentUploads() : QList<UploadRecord>();
+    // The history lives in the secret store, whose libraries the tray loads only when needed:
+    // it is read when the menu first opens, not while the tray merely starts.
+    m_shownUploads = m_actions.recentUploads && m_menuOpened ? m_actions.recentUploads() : QList<UploadRecord>();
     if (m_shownUploads.isEmpty()) {
         uploads->addAction(QStringLiteral("No Uploads"))->setEnabled(false);
         return;

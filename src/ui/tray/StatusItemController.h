@@ -76,5 +76,6 @@ private:
     std::optional<double> m_recordingElapsed;
     std::optional<double> m_uploadProgress;
     QList<UploadRecord> m_shownUploads;
+    bool m_menuOpened = false;
     QString m_lookKey; // what the icon shows now, so unchanged ticks redraw nothing
 };
