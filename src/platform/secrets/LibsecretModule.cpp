@@ -118,6 +118,9 @@ Attributes attributesFor(const QString &service, const QString &account)
 
 } // namespace
 
+// Unmangled so the loader finds them by name; the loader is built from the same sources, so the
+// C++ types on both sides agree.
+// NOLINTNEXTLINE(clang-diagnostic-return-type-c-linkage)
 extern "C" __attribute__((visibility("default"))) Result<std::optional<QByteArray>> qorvelSecretRead(
     const QString &storeService, const QString &account)
 {
@@ -137,6 +140,7 @@ extern "C" __attribute__((visibility("default"))) Result<std::optional<QByteArra
     return std::optional<QByteArray>(QByteArray(bytes, qsizetype(length)));
 }
 
+// NOLINTNEXTLINE(clang-diagnostic-return-type-c-linkage)
 extern "C" __attribute__((visibility("default"))) Result<void> qorvelSecretWrite(
     const QString &storeService, const std::optional<QByteArray> &value, const QString &account)
 {
