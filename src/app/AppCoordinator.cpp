@@ -15,11 +15,13 @@
 #include "ShutterSound.h"
 #include "StatusIcon.h"
 #include "StatusItemController.h"
+#include "TrayHostWatch.h"
 #include "Uploader.h"
 #include "Version.h"
 #include "WarningAlert.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QDateTime>
 #include <QDesktopServices>
 #include <QDir>
@@ -50,6 +52,7 @@ AppCoordinator::~AppCoordinator()
     m_popupShortcuts.reset();
     m_shortcuts.reset();
     m_hotKeys.reset();
+    m_trayHostWatch.reset();
     m_statusItem.reset();
     m_capture.reset();
 }
@@ -148,8 +151,35 @@ void AppCoordinator::announceMissingTray()
     if (const QString record = chord(KeyboardShortcuts::Name::recordVideo()); !record.isEmpty())
         ways << QStringLiteral("Record the screen with %1.").arg(record);
     ways << QStringLiteral("Open the settings with qorvel --settings.");
+    watchForTrayHost();
     notify(QStringLiteral("Qorvel is running without a tray icon"),
         QStringLiteral("This desktop shows no tray icons.\n") + ways.join(QLatin1Char(' ')), false);
+}
+
+void AppCoordinator::watchForTrayHost()
+{
+    m_trayHostWatch = m_root.makeTrayHostWatch();
+    if (m_trayHostWatch)
+        connect(m_trayHostWatch.get(), &TrayHostWatch::hostAppeared, this, &AppCoordinator::restartForTrayHost);
+}
+
+void AppCoordinator::restartForTrayHost()
+{
+    // An embedding tray that came later has taken the item already.
+    if (StatusItemController::trayAvailable())
+        return;
+    // Only a new process shows the item in a StatusNotifierItem host, and a restart must lose
+    // nothing: no selection open, no upload or deletion under way, and no clipboard of ours
+    // (an X11 clipboard lives in the process that filled it).
+    const bool busy = (m_capture && (m_capture->screenshots->isSelecting() || m_capture->output->runningUploads() > 0))
+        || !m_removals.empty() || QGuiApplication::clipboard()->ownsClipboard();
+    if (busy) {
+        constexpr std::chrono::seconds retry{10};
+        QTimer::singleShot(retry, this, &AppCoordinator::restartForTrayHost);
+        return;
+    }
+    qCInfo(lcApp) << "a tray appeared: starting again to show the item in it";
+    relaunch();
 }
 
 void AppCoordinator::notify(const QString &title, const QString &body, bool failure)

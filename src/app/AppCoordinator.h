@@ -25,6 +25,7 @@ class InstanceCommands;
 class Notifier;
 class ShutterSound;
 class StatusItemController;
+class TrayHostWatch;
 class Uploader;
 
 // Owns every long-lived service of the running tray application and runs its user flows. The
@@ -68,6 +69,8 @@ private:
     void installStatusItem();
     void registerShortcuts();
     void announceMissingTray();
+    void watchForTrayHost();
+    void restartForTrayHost();
     void showCaptureAlert(const ScreenshotOutcome &outcome);
     void removeFromCatbox(const UploadRecord &record);
     void notify(const QString &title, const QString &body, bool failure);
@@ -84,6 +87,7 @@ private:
     std::unique_ptr<KeyboardShortcuts::ShortcutActions> m_shortcuts;
     std::unique_ptr<PopupShortcutFilter> m_popupShortcuts;
     std::unique_ptr<StatusItemController> m_statusItem;
+    std::unique_ptr<TrayHostWatch> m_trayHostWatch;
     // Deletions on their way: each uploader lives until its answer has come.
     std::list<std::unique_ptr<Uploader>> m_removals;
 };

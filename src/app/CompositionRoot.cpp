@@ -12,6 +12,7 @@
 #include "OverlayTargetSelector.h"
 #include "QtClipboard.h"
 #include "SecretServiceStore.h"
+#include "TrayHostWatch.h"
 #include "UnixSignalWatcher.h"
 #include "X11Connection.h"
 #include "X11HotKeyService.h"
@@ -259,6 +260,12 @@ std::shared_ptr<X11Connection> CompositionRoot::x11()
             m_x11 = *connection;
     }
     return m_x11;
+}
+
+std::unique_ptr<TrayHostWatch> CompositionRoot::makeTrayHostWatch()
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    return bus.isConnected() ? std::make_unique<TrayHostWatch>(bus) : nullptr;
 }
 
 std::unique_ptr<KeyboardShortcuts::HotKeyService> CompositionRoot::makeHotKeyService()

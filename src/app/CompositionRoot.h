@@ -24,6 +24,7 @@ class Clipboard;
 class FreedesktopNotifier;
 class Notifier;
 class QNetworkAccessManager;
+class TrayHostWatch;
 class ShutterSound;
 class UnixSignalWatcher;
 class X11Connection;
@@ -100,6 +101,8 @@ public:
     // Removes what crashed or killed processes left: staging entries, request bodies and
     // thumbnails older than a day.
     void sweepLeftovers();
+    // Word of a StatusNotifierItem host arriving on the session bus; none without a bus.
+    std::unique_ptr<TrayHostWatch> makeTrayHostWatch();
     // The window system's global hot keys; none where Qorvel cannot grab keys (outside X11).
     std::unique_ptr<KeyboardShortcuts::HotKeyService> makeHotKeyService();
     // The colour to draw the tray item in, for an item at `item` on the screen (empty when the
