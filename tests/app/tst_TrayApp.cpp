@@ -84,8 +84,8 @@ private Q_SLOTS:
     void cleanupTestCase()
     {
         // Whoever owns the name now: the process started here, or the one it restarted as.
-        const QDBusReply<uint> owner = QDBusConnection::sessionBus().interface()->servicePid(
-            QStringLiteral("com.vostrink.qorvel"));
+        const QDBusReply<uint> owner
+            = QDBusConnection::sessionBus().interface()->servicePid(QStringLiteral("com.vostrink.qorvel"));
         if (owner.isValid())
             ::kill(pid_t(owner.value()), SIGTERM);
         QVERIFY(m_qorvel.state() == QProcess::NotRunning || m_qorvel.waitForFinished(10'000));
