@@ -3,6 +3,8 @@
 // start-up for a picture only notifications of recordings need.
 #include "VideoFrameReader.h"
 
+#include "FfmpegSupport.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -16,10 +18,8 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 namespace {
 
@@ -27,73 +27,18 @@ namespace {
 // must not be read to its end: a long recording is gigabytes, read while the notification waits.
 constexpr int maxVideoPackets = 256;
 
-struct FormatCloser
-{
-    void operator()(AVFormatContext *context) const { avformat_close_input(&context); }
-};
-struct CodecFreer
-{
-    void operator()(AVCodecContext *context) const { avcodec_free_context(&context); }
-};
-struct PacketFreer
-{
-    void operator()(AVPacket *packet) const { av_packet_free(&packet); }
-};
-struct FrameFreer
-{
-    void operator()(AVFrame *frame) const { av_frame_free(&frame); }
-};
-struct ScalerFreer
-{
-    void operator()(SwsContext *context) const { sws_freeContext(context); }
-};
-using FormatPtr = std::unique_ptr<AVFormatContext, FormatCloser>;
-using CodecPtr = std::unique_ptr<AVCodecContext, CodecFreer>;
-using PacketPtr = std::unique_ptr<AVPacket, PacketFreer>;
-using FramePtr = std::unique_ptr<AVFrame, FrameFreer>;
-using ScalerPtr = std::unique_ptr<SwsContext, ScalerFreer>;
-
-struct Options
-{
-    AVDictionary *entries = nullptr;
-    ~Options() { av_dict_free(&entries); }
-};
-
-// FFmpeg writes its complaints to stderr, where nobody reads them, and often says more there
-// than its return codes do ("moov atom not found" behind "Invalid data"). The last error of
-// this thread's call goes into the Error's detail instead; everything milder is dropped. The
-// callback is process-wide, so it also covers any other FFmpeg user in Qorvel.
-thread_local QString lastLibraryError;
-
-void keepLibraryError(void *object, int level, const char *format, va_list arguments)
-{
-    if (level > AV_LOG_ERROR)
-        return;
-    char line[512];
-    int printPrefix = 0; // the "[mov @ 0x...]" context means nothing to a reader of the detail
-    av_log_format_line2(object, level, format, arguments, line, sizeof line, &printPrefix);
-    lastLibraryError = QString::fromUtf8(line).trimmed();
-}
-
-void quietLibraryLogging()
-{
-    static std::once_flag once;
-    std::call_once(once, [] { av_log_set_callback(keepLibraryError); });
-}
-
 Error failure(const QString &detail)
 {
     QString full = detail;
-    if (!lastLibraryError.isEmpty() && !detail.contains(lastLibraryError))
-        full += QLatin1String(" (") + lastLibraryError + QLatin1Char(')');
+    const QString logged = lastLibraryError();
+    if (!logged.isEmpty() && !detail.contains(logged))
+        full += QLatin1String(" (") + logged + QLatin1Char(')');
     return Error{QStringLiteral("Couldn't read the recording's first frame."), full};
 }
 
 Error failure(const QString &step, int code)
 {
-    char reason[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(code, reason, sizeof reason);
-    return failure(step + QLatin1String(": ") + QString::fromUtf8(reason));
+    return failure(step + QLatin1String(": ") + libraryErrorText(code));
 }
 
 // The display matrix of the container's track header, where phones and some recorders store
@@ -270,7 +215,7 @@ extern "C" __attribute__((visibility("default"))) Result<Bitmap> qorvelMediaFirs
     const QString &path, QSize maxSize)
 {
     quietLibraryLogging();
-    lastLibraryError.clear();
+    clearLibraryError();
     if (maxSize.isEmpty())
         return failure(QStringLiteral("no room for a picture: %1x%2").arg(maxSize.width()).arg(maxSize.height()));
 
