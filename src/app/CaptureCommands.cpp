@@ -5,6 +5,7 @@
 #include "CompositionRoot.h"
 #include "DisplaysCommand.h"
 #include "ErrorOutput.h"
+#include "RecordCommand.h"
 #include "ScreenshotCommand.h"
 #include "WindowListSource.h"
 #include "WindowsCommand.h"
@@ -43,8 +44,8 @@ int takeScreenshot(CompositionRoot &root, const Invocation &invocation, QTextStr
 
 int runCommand(CompositionRoot &root, const Invocation &invocation, QTextStream &errors)
 {
-    const X11Grabber::Pattern pattern
-        = invocation.screenshot.select ? X11Grabber::Pattern::repeated : X11Grabber::Pattern::oneShot;
+    const bool repeated = invocation.screenshot.select || invocation.action == Invocation::Action::record;
+    const X11Grabber::Pattern pattern = repeated ? X11Grabber::Pattern::repeated : X11Grabber::Pattern::oneShot;
     const Result<std::shared_ptr<ScreenCapturePlatform>> platform = root.screenCapture(pattern);
     if (!platform)
         return printError(errors, platform.error().message);
@@ -60,6 +61,8 @@ int runCommand(CompositionRoot &root, const Invocation &invocation, QTextStream 
     }
     case Invocation::Action::screenshot:
         return takeScreenshot(root, invocation, errors);
+    case Invocation::Action::record:
+        return RecordCommand::run(root, invocation.recording, *platform, errors);
     default:
         break;
     }
@@ -79,12 +82,15 @@ void CaptureCommands::run(const Invocation &invocation, int &argc, char **argv)
         root.startEarlyScreenGrab();
 
     // Only the overlay needs widgets; the rest needs Qt for the screens' scales alone.
-    std::unique_ptr<QGuiApplication> app = screenshot.select ? std::make_unique<QApplication>(argc, argv)
-                                                             : std::make_unique<QGuiApplication>(argc, argv);
+    const bool selects = screenshot.select || invocation.recording.select;
+    std::unique_ptr<QGuiApplication> app
+        = selects ? std::make_unique<QApplication>(argc, argv) : std::make_unique<QGuiApplication>(argc, argv);
     // The overlay's windows close before the capture is delivered.
     app->setQuitOnLastWindowClosed(false);
-    // Interrupted, the command takes its staged copy, request body and thumbnail along.
-    root.endOnSignals();
+    // Interrupted, the command takes its staged copy, request body and thumbnail along; a
+    // recording hears the signals itself, to finish its file.
+    if (invocation.action != Invocation::Action::record)
+        root.endOnSignals();
     root.sweepLeftovers();
     QTextStream errors(stderr);
     int status = runCommand(root, invocation, errors);

@@ -9,12 +9,14 @@
 #include "ImageEncoder.h"
 #include "LocalSocketInstanceChannel.h"
 #include "MediaThumbnailer.h"
+#include "MediaVideoWriterFactory.h"
 #include "OverlayTargetSelector.h"
 #include "QtClipboard.h"
 #include "SecretServiceStore.h"
 #include "TrayHostWatch.h"
 #include "UnixSignalWatcher.h"
 #include "X11Connection.h"
+#include "X11FrameSource.h"
 #include "X11HotKeyService.h"
 #include "X11ScreenCapture.h"
 #include "X11ScreenCaptureAccess.h"
@@ -295,6 +297,16 @@ QColor CompositionRoot::trayForeground(const QRect &item)
 std::unique_ptr<Clipboard> CompositionRoot::makeClipboard()
 {
     return std::make_unique<QtClipboard>();
+}
+
+FrameSourceFactory CompositionRoot::frameSources()
+{
+    return [](const FrameSourceRequest &request) { return X11FrameSource::open(request); };
+}
+
+VideoFileWriterFactory CompositionRoot::videoWriters()
+{
+    return [](const QString &path, const VideoEncodingPlan &plan) { return MediaVideoWriterFactory::open(path, plan); };
 }
 
 std::unique_ptr<ShutterSound> CompositionRoot::makeShutterSound()

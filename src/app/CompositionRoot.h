@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CaptureServices.h"
+#include "FrameSource.h"
 #include "InstanceChannel.h"
 #include "Preferences.h"
 #include "ScreenCapturePlatform.h"
@@ -8,6 +9,7 @@
 #include "StagingFolders.h"
 #include "TemporaryFiles.h"
 #include "Uploader.h"
+#include "VideoFileWriter.h"
 #include "X11Grabber.h"
 
 #include <QColor>
@@ -108,6 +110,9 @@ public:
     // The colour to draw the tray item in, for an item at `item` on the screen (empty when the
     // tray does not say where); invalid when nothing tells.
     QColor trayForeground(const QRect &item);
+    // Where a recording's frames come from, and what writes them into a file.
+    static FrameSourceFactory frameSources();
+    static VideoFileWriterFactory videoWriters();
     static std::unique_ptr<Clipboard> makeClipboard();
     static std::unique_ptr<ShutterSound> makeShutterSound();
 

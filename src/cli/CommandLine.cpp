@@ -70,33 +70,23 @@ std::optional<QRectF> parseArea(const QString &text)
     return QRectF(values[0], values[1], values[2], values[3]);
 }
 
-Invocation parseScreenshot(const QStringList &arguments)
+// The target options screenshots and recordings share.
+struct TargetOptions
 {
-    QCommandLineParser parser;
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, QString());
-    const QCommandLineOption display(QStringLiteral("display"), QString(), QStringLiteral("ID"));
-    const QCommandLineOption window(QStringLiteral("window"), QString(), QStringLiteral("XID"));
-    const QCommandLineOption area(QStringLiteral("area"), QString(), QStringLiteral("X,Y,W,H"));
-    const QCommandLineOption format(QStringLiteral("format"), QString(), QStringLiteral("FORMAT"));
-    const QCommandLineOption quality(QStringLiteral("quality"), QString(), QStringLiteral("Q"));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")}, QString(), QStringLiteral("FILE"));
-    const QCommandLineOption select(QStringLiteral("select"), QString());
-    parser.addOptions({help, display, window, area, format, quality, output, select});
-    const std::array<const char *, 3> actions{"copy", "save", "upload"};
-    for (const char *action : actions) {
-        parser.addOption(QCommandLineOption(QLatin1String(action), QString()));
-        parser.addOption(QCommandLineOption(QLatin1String("no-") + QLatin1String(action), QString()));
-    }
-    if (std::optional<Invocation> error = parseOptions(parser, arguments))
-        return *error;
-    if (parser.isSet(help))
-        return printed(CommandLine::helpText());
-    if (parser.positionalArguments().size() > 1)
-        return usageError(
-            QLatin1String("unexpected argument '") + parser.positionalArguments().at(1) + QLatin1Char('\''));
+    QCommandLineOption display{QStringLiteral("display"), QString(), QStringLiteral("ID")};
+    QCommandLineOption window{QStringLiteral("window"), QString(), QStringLiteral("XID")};
+    QCommandLineOption area{QStringLiteral("area"), QString(), QStringLiteral("X,Y,W,H")};
+    QCommandLineOption select{QStringLiteral("select"), QString()};
+};
 
-    Invocation invocation = withAction(Invocation::Action::screenshot);
-    ScreenshotRequest &options = invocation.screenshot;
+// Fills the request's target fields; a usage error when they contradict each other or do not parse.
+template <typename Request>
+std::optional<Invocation> readTarget(const QCommandLineParser &parser, const TargetOptions &target, Request &options)
+{
+    const QCommandLineOption &display = target.display;
+    const QCommandLineOption &window = target.window;
+    const QCommandLineOption &area = target.area;
+    const QCommandLineOption &select = target.select;
     if (parser.isSet(select) && (parser.isSet(window) || parser.isSet(display) || parser.isSet(area)))
         return usageError(
             QStringLiteral("--select lets you choose the target; it takes no --display, --area or --window"));
@@ -118,6 +108,35 @@ Invocation parseScreenshot(const QStringList &arguments)
         if (!options.areaInPoints)
             return usageError(QStringLiteral("--area takes X,Y,W,H in points, such as 100,100,200,150"));
     }
+    return std::nullopt;
+}
+
+Invocation parseScreenshot(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, QString());
+    const TargetOptions target;
+    const QCommandLineOption format(QStringLiteral("format"), QString(), QStringLiteral("FORMAT"));
+    const QCommandLineOption quality(QStringLiteral("quality"), QString(), QStringLiteral("Q"));
+    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")}, QString(), QStringLiteral("FILE"));
+    parser.addOptions({help, target.display, target.window, target.area, target.select, format, quality, output});
+    const std::array<const char *, 3> actions{"copy", "save", "upload"};
+    for (const char *action : actions) {
+        parser.addOption(QCommandLineOption(QLatin1String(action), QString()));
+        parser.addOption(QCommandLineOption(QLatin1String("no-") + QLatin1String(action), QString()));
+    }
+    if (std::optional<Invocation> error = parseOptions(parser, arguments))
+        return *error;
+    if (parser.isSet(help))
+        return printed(CommandLine::helpText());
+    if (parser.positionalArguments().size() > 1)
+        return usageError(
+            QLatin1String("unexpected argument '") + parser.positionalArguments().at(1) + QLatin1Char('\''));
+
+    Invocation invocation = withAction(Invocation::Action::screenshot);
+    ScreenshotRequest &options = invocation.screenshot;
+    if (std::optional<Invocation> error = readTarget(parser, target, options))
+        return *error;
     if (parser.isSet(format)) {
         options.format = imageFormatFromRaw(parser.value(format));
         if (!options.format)
@@ -145,6 +164,65 @@ Invocation parseScreenshot(const QStringList &arguments)
             QStringLiteral("-o - writes the image to standard output; it takes no --copy, --save or --upload"));
     if (!options.outputPath.isEmpty() && options.outputPath != QLatin1String("-") && options.save.has_value())
         return usageError(QStringLiteral("-o FILE saves the screenshot there; it takes no --save or --no-save"));
+    return invocation;
+}
+
+template <typename Enum, std::size_t count>
+std::optional<Enum> fromRaw(const std::array<std::pair<Enum, QLatin1String>, count> &values, const QString &raw)
+{
+    for (const auto &[value, name] : values) {
+        if (raw == name)
+            return value;
+    }
+    return std::nullopt;
+}
+
+Invocation parseRecord(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, QString());
+    const TargetOptions target;
+    const QCommandLineOption duration(QStringLiteral("duration"), QString(), QStringLiteral("S"));
+    const QCommandLineOption codec(QStringLiteral("codec"), QString(), QStringLiteral("CODEC"));
+    const QCommandLineOption quality(QStringLiteral("quality"), QString(), QStringLiteral("QUALITY"));
+    const QCommandLineOption resolution(QStringLiteral("max-resolution"), QString(), QStringLiteral("CAP"));
+    const QCommandLineOption cursor(QStringLiteral("cursor"), QString());
+    const QCommandLineOption noCursor(QStringLiteral("no-cursor"), QString());
+    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")}, QString(), QStringLiteral("FILE"));
+    parser.addOptions({help, target.display, target.window, target.area, target.select, duration, codec, quality,
+        resolution, cursor, noCursor, output});
+    if (std::optional<Invocation> error = parseOptions(parser, arguments))
+        return *error;
+    if (parser.isSet(help))
+        return printed(CommandLine::helpText());
+    if (parser.positionalArguments().size() > 1)
+        return usageError(
+            QLatin1String("unexpected argument '") + parser.positionalArguments().at(1) + QLatin1Char('\''));
+
+    Invocation invocation = withAction(Invocation::Action::record);
+    RecordingRequest &options = invocation.recording;
+    if (std::optional<Invocation> error = readTarget(parser, target, options))
+        return *error;
+    if (parser.isSet(duration)) {
+        bool ok = false;
+        options.durationSeconds = parser.value(duration).toDouble(&ok);
+        if (!ok || !(*options.durationSeconds > 0 && *options.durationSeconds <= 86400))
+            return usageError(QStringLiteral("--duration takes seconds, more than 0"));
+    }
+    if (parser.isSet(codec) && !(options.codec = fromRaw(videoCodecRawValues, parser.value(codec))))
+        return usageError(QStringLiteral("--codec takes h264 or hevc"));
+    if (parser.isSet(quality) && !(options.quality = fromRaw(videoQualityRawValues, parser.value(quality))))
+        return usageError(QStringLiteral("--quality takes low, medium or high"));
+    if (parser.isSet(resolution)
+        && !(options.maxResolution = fromRaw(videoMaxResolutionRawValues, parser.value(resolution))))
+        return usageError(QStringLiteral("--max-resolution takes unlimited, p1440, p1080 or p720"));
+    if (parser.isSet(cursor) && parser.isSet(noCursor))
+        return usageError(QStringLiteral("--cursor and --no-cursor contradict each other"));
+    if (parser.isSet(cursor) || parser.isSet(noCursor))
+        options.showsCursor = parser.isSet(cursor);
+    options.outputPath = parser.value(output);
+    if (options.outputPath == QLatin1String("-"))
+        return usageError(QStringLiteral("-o takes a file; a recording cannot go to standard output"));
     return invocation;
 }
 
@@ -214,6 +292,10 @@ QString CommandLine::helpText()
                           "                         [--format png|jpeg]\n"
                           "                         [--quality Q] [-o FILE|-]\n"
                           "                         [--[no-]copy] [--[no-]save] [--[no-]upload]\n"
+                          "       qorvel record [--select | --display ID | --window XID] [--area X,Y,W,H]\n"
+                          "                     [--duration S] [--codec h264|hevc] [--quality low|medium|high]\n"
+                          "                     [--max-resolution unlimited|p1440|p1080|p720]\n"
+                          "                     [--cursor|--no-cursor] [-o FILE]\n"
                           "       qorvel displays\n"
                           "       qorvel windows\n"
                           "       qorvel upload [--anonymous] FILE...\n"
@@ -242,6 +324,13 @@ QString CommandLine::helpText()
                           "                      and a notification tells the outcome; --no-copy, --no-save,\n"
                           "                      --no-upload turn one off. With -o FILE only FILE is written,\n"
                           "                      unless --copy or --upload ask for more, and nothing is notified\n"
+                          "  record       record the screen as an MP4 video until Ctrl+C, SIGTERM or --duration;\n"
+                          "               targets as for screenshot\n"
+                          "    --duration S      stop after S seconds\n"
+                          "    --codec, --quality, --max-resolution, --[no-]cursor\n"
+                          "                      the video settings (default: the preferences)\n"
+                          "    -o, --output FILE write FILE, which must not exist yet (default: delivered as the\n"
+                          "                      preferences' recording actions say, with a notification)\n"
                           "  displays     list the displays: id, frame in points, scale, name\n"
                           "  windows      list the windows a selection offers, front to back:\n"
                           "               id, frame in points, owner PID, application\n"
@@ -270,6 +359,8 @@ Invocation CommandLine::parse(const QStringList &arguments)
     const QString command = arguments.value(1);
     if (command == QLatin1String("screenshot"))
         return parseScreenshot(arguments);
+    if (command == QLatin1String("record"))
+        return parseRecord(arguments);
     if (command == QLatin1String("upload"))
         return parseUpload(arguments);
     if (command == QLatin1String("uploads"))

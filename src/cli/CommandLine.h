@@ -1,6 +1,7 @@
 #pragma once
 
 #include "InstanceChannel.h"
+#include "RecordingRequest.h"
 #include "ScreenshotRequest.h"
 
 #include <QRectF>
@@ -26,6 +27,7 @@ struct Invocation
         runApp, // start the tray application, or hand over to the running one
         printAndExit, // print `output` and exit with `exitCode`
         screenshot,
+        record,
         listDisplays,
         listWindows,
         upload,
@@ -42,6 +44,7 @@ struct Invocation
     QString output;
     int exitCode = 0;
     ScreenshotRequest screenshot;
+    RecordingRequest recording;
     UploadOptions upload;
     AccountAction account = AccountAction::show;
 };

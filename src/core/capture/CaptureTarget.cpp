@@ -1,5 +1,8 @@
 #include "CaptureTarget.h"
 
+#include "CaptureError.h"
+#include "ScreenCapturePlatform.h"
+
 namespace {
 
 bool same(const CaptureTarget::Display &a, const CaptureTarget::Display &b)
@@ -31,4 +34,29 @@ bool operator==(const CaptureTarget &a, const CaptureTarget &b)
             return same(left, std::get<Case>(b.m_value));
         },
         a.m_value);
+}
+
+Result<CaptureTarget> CaptureTarget::choose(std::optional<quint32> windowId, std::optional<quint32> displayId,
+    std::optional<QRectF> areaInPoints, ScreenCapturePlatform &screen)
+{
+    if (windowId)
+        return window(*windowId);
+    if (displayId && !areaInPoints)
+        return display(*displayId);
+
+    Result<ScreenContent> content = screen.shareableContent();
+    if (!content)
+        return content.error();
+    if (content->displays.isEmpty())
+        return toError(CaptureError::displayNotFound);
+    if (areaInPoints)
+        return area(displayId.value_or(content->displays.first().id), *areaInPoints);
+
+    if (const std::optional<QPointF> pointer = screen.pointerPosition()) {
+        for (const ScreenDisplay &each : std::as_const(content->displays)) {
+            if (each.frame.contains(*pointer))
+                return display(each.id);
+        }
+    }
+    return display(content->displays.first().id);
 }

@@ -1,9 +1,14 @@
 #pragma once
 
+#include "Result.h"
+
 #include <QRectF>
 #include <QtGlobal>
 
+#include <optional>
 #include <variant>
+
+class ScreenCapturePlatform;
 
 // What to capture: a whole display, an area of one display (in points, relative to the
 // display's top-left corner), or one window on its own.
@@ -30,6 +35,11 @@ public:
         return CaptureTarget(Area{displayId, rectInPoints});
     }
     static CaptureTarget window(quint32 windowId) { return CaptureTarget(Window{windowId}); }
+
+    // What a script names: a window, else a display or an area local to it (the primary when
+    // none is named), else the display under the pointer, else the primary.
+    static Result<CaptureTarget> choose(std::optional<quint32> windowId, std::optional<quint32> displayId,
+        std::optional<QRectF> areaInPoints, ScreenCapturePlatform &screen);
 
     const std::variant<Display, Area, Window> &value() const { return m_value; }
 

@@ -10,32 +10,6 @@
 
 namespace {
 
-// A window, else a display or an area local to it (the primary when none is named), else the
-// display under the pointer, else the primary.
-Result<CaptureTarget> chooseTarget(const ScreenshotRequest &request, ScreenCapturePlatform &screen)
-{
-    if (request.windowId)
-        return CaptureTarget::window(*request.windowId);
-    if (request.displayId && !request.areaInPoints)
-        return CaptureTarget::display(*request.displayId);
-
-    Result<ScreenContent> content = screen.shareableContent();
-    if (!content)
-        return content.error();
-    if (content->displays.isEmpty())
-        return toError(CaptureError::displayNotFound);
-    if (request.areaInPoints)
-        return CaptureTarget::area(request.displayId.value_or(content->displays.first().id), *request.areaInPoints);
-
-    if (const std::optional<QPointF> pointer = screen.pointerPosition()) {
-        for (const ScreenDisplay &display : std::as_const(content->displays)) {
-            if (display.frame.contains(*pointer))
-                return CaptureTarget::display(display.id);
-        }
-    }
-    return CaptureTarget::display(content->displays.first().id);
-}
-
 ImageFormat chooseFormat(const ScreenshotRequest &request, const Preferences &preferences)
 {
     if (request.format)
@@ -106,7 +80,8 @@ ScreenshotService::Ticket ScreenshotService::take(const ScreenshotRequest &reque
     m_waiting.insert(ticket, done);
 
     if (!request.select) {
-        const Result<CaptureTarget> target = chooseTarget(request, m_parts.screen);
+        const Result<CaptureTarget> target
+            = CaptureTarget::choose(request.windowId, request.displayId, request.areaInPoints, m_parts.screen);
         if (!target)
             fail(ticket, request, Step::capture, target.error());
         else
