@@ -25,9 +25,10 @@ constexpr int framesPerSecond = 30;
 constexpr int keyFrameInterval = 300;
 constexpr qint64 spaceMargin = qint64(64) << 20;
 constexpr int ioBufferSize = 1 << 16;
-// A fragment is closed, and can be read back, after this much video (microseconds); with the
-// encoder's delay and the once-a-second sync, a kill loses less than a second.
-constexpr const char *fragmentDuration = "500000";
+// A fragment is closed, and can be read back, after this much video (microseconds). Each one
+// goes to the kernel as it is closed and to the disk within a second, so with the encoder's
+// delay of a few frames a killed process loses less than a second.
+constexpr const char *fragmentDuration = "300000";
 
 Error writerFailed(const QString &message, const QString &detail = {})
 {
@@ -56,7 +57,7 @@ const char *presetFor(VideoCodec codec, qint64 pixels)
     constexpr qint64 p720 = 1280 * 720;
     constexpr qint64 p1080 = 1920 * 1080;
     if (codec == VideoCodec::hevc)
-        return pixels <= p720 ? "superfast" : "ultrafast";
+        return "ultrafast";
     if (pixels <= p720)
         return "veryfast";
     return pixels <= p1080 ? "superfast" : "ultrafast";
@@ -342,6 +343,7 @@ bool FfmpegVideoWriter::writePackets()
         av_packet_rescale_ts(m_packet.get(), m_encoder->time_base, m_stream->time_base);
         const int code = av_write_frame(m_output.get(), m_packet.get());
         av_packet_unref(m_packet.get());
+        avio_flush(m_output->pb);
         if (code < 0) {
             m_failure = writeFailure(QStringLiteral("writing"), code);
             return false;
@@ -355,8 +357,8 @@ void FfmpegVideoWriter::syncToDisk(bool force)
     if (!force && now - m_lastSync < std::chrono::seconds(1))
         return;
     m_lastSync = now;
-    // Closed fragments go to the kernel and then to the disk, so a lost machine keeps them.
-    avio_flush(m_output->pb);
+    // Closed fragments are with the kernel already; this puts them on the disk, so that a
+    // lost machine keeps them too.
     if (m_output->pb->error < 0 && !m_failure)
         m_failure = writeFailure(QStringLiteral("writing"), m_output->pb->error);
     fdatasync(m_fd);
