@@ -145,8 +145,8 @@ void RecordingSession::takeFrame(VideoFrame frame)
         m_writer->append(frame);
         m_written = m_writer->framesWritten();
         --m_pending;
-        if (m_writer->spaceRunningOut())
-            reportStop(Error{QStringLiteral("The disk is almost full; the recording was stopped."), {}});
+        if (const std::optional<Error> reason = m_writer->stopReason())
+            reportStop(*reason);
     });
 }
 

@@ -30,8 +30,9 @@ public:
 
     // Frames accepted so far.
     virtual qint64 framesWritten() const = 0;
-    // The disk is close to full: the owner should finish before a write fails.
-    virtual bool spaceRunningOut() const = 0;
+    // Why the recording should end now: the disk is close to full, or a write failed (the
+    // owner finishes to keep what was written). None while all is well.
+    virtual std::optional<Error> stopReason() const = 0;
 };
 
 // Makes a writer for a new file at `path` (an existing file there is replaced).

@@ -366,6 +366,15 @@ void FfmpegVideoWriter::syncToDisk(bool force)
     m_spaceRunningOut = available >= 0 && available < reserveFor(m_plan);
 }
 
+std::optional<Error> FfmpegVideoWriter::stopReason() const
+{
+    if (m_failure)
+        return m_failure;
+    if (m_spaceRunningOut)
+        return Error{QStringLiteral("The disk is almost full: the recording stopped to keep what it has."), m_path};
+    return std::nullopt;
+}
+
 void FfmpegVideoWriter::closeFile()
 {
     m_output.reset();

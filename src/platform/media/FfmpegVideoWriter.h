@@ -22,7 +22,7 @@ public:
     Result<QString> finish(std::optional<RecordingClock::time_point> endTime) override;
     void cancel() override;
     qint64 framesWritten() const override { return m_framesWritten; }
-    bool spaceRunningOut() const override { return m_spaceRunningOut; }
+    std::optional<Error> stopReason() const override;
 
     // Bytes that must stay free: a minute at the plan's peak bit rate and a margin.
     static qint64 reserveFor(const VideoEncodingPlan &plan);

@@ -1,5 +1,6 @@
 #include "MediaVideoWriterFactory.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -8,7 +9,17 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/statvfs.h>
+
+#include <cerrno>
 #include <cstring>
+#include <fcntl.h>
+#include <random>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 
 // Frames are generated, the files read back with ffprobe: what a player would see.
 namespace {
@@ -32,6 +43,47 @@ QJsonObject probe(const QString &path, const QStringList &extra = {})
             + extra + QStringList{path});
     ffprobe.waitForFinished(30000);
     return QJsonDocument::fromJson(ffprobe.readAllStandardOutput()).object();
+}
+
+Bitmap noise(QSize size, std::mt19937 &random)
+{
+    Bitmap bitmap = Bitmap::allocate(size);
+    for (int y = 0; y < size.height(); ++y) {
+        auto *row = reinterpret_cast<quint32 *>(bitmap.bits() + y * bitmap.bytesPerLine());
+        for (int x = 0; x < size.width(); ++x)
+            row[x] = random();
+    }
+    return bitmap;
+}
+
+// Fills the disk at `folder` until `leave` bytes are free (0: until a write fails).
+void fillDisk(const QString &folder, qint64 leave)
+{
+    const int fd = ::open(QFile::encodeName(folder + QStringLiteral("/filler")).constData(), O_WRONLY | O_CREAT, 0600);
+    const QByteArray chunk(4096, 'f');
+    for (;;) {
+        struct statvfs fs = {};
+        ::fstatvfs(fd, &fs);
+        if (qint64(fs.f_bavail) * qint64(fs.f_frsize) <= leave
+            || ::write(fd, chunk.constData(), size_t(chunk.size())) <= 0)
+            break;
+    }
+    ::close(fd);
+}
+
+bool ownTmpfs(const QString &disk, const char *size)
+{
+    const QByteArray uid = QByteArray::number(::getuid()), gid = QByteArray::number(::getgid());
+    if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+        return false;
+    auto put = [](const char *file, const QByteArray &text) {
+        QFile out(QString::fromLatin1(file));
+        return out.open(QIODevice::WriteOnly) && out.write(text) == text.size();
+    };
+    put("/proc/self/setgroups", "deny");
+    put("/proc/self/uid_map", uid + ' ' + uid + " 1");
+    put("/proc/self/gid_map", gid + ' ' + gid + " 1");
+    return ::mount("tmpfs", QFile::encodeName(disk).constData(), "tmpfs", 0, size) == 0;
 }
 
 VideoEncodingPlan planOf(qint64 width, qint64 height, VideoCodec codec)
@@ -164,6 +216,83 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(file));
         writer->cancel();
         QVERIFY(!QFile::exists(file));
+    }
+
+    // On a real small disk: a tmpfs that a child process mounts in namespaces of its own. The
+    // child reports through a pipe; what it wrote is copied out for ffprobe.
+    void onASmallDisk_data()
+    {
+        QTest::addColumn<QByteArray>("diskSize");
+        QTest::addColumn<qint64>("leaveFree"); // after the first frames; -1: nothing is filled
+        QTest::addColumn<QString>("stopReason"); // what the writer says before the end
+        QTest::addColumn<QString>("finished"); // finish()'s error; none: the file is done
+        QTest::newRow("no room to start")
+            << QByteArray("size=32m") << qint64(-1) << QString() << QStringLiteral("there is not enough free space");
+        QTest::newRow("almost full") << QByteArray("size=90m") << qint64(20'000'000)
+                                     << QStringLiteral("The disk is almost full") << QString();
+        QTest::newRow("full") << QByteArray("size=90m") << qint64(0)
+                              << QStringLiteral("Couldn't write the video: No space left on device")
+                              << QStringLiteral("No space left on device");
+    }
+    void onASmallDisk()
+    {
+        QFETCH(QByteArray, diskSize);
+        QFETCH(qint64, leaveFree);
+        QFETCH(QString, stopReason);
+        QFETCH(QString, finished);
+        const QString disk = m_dir.filePath(QString::fromLatin1(QTest::currentDataTag()).replace(u' ', u'-'));
+        const QString kept = disk + QStringLiteral(".kept.mp4");
+        QVERIFY(QDir().mkpath(disk));
+        int answer[2];
+        QCOMPARE(::pipe(answer), 0);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            QByteArray report = "no namespace or tmpfs";
+            if (ownTmpfs(disk, diskSize.constData())) {
+                const QString file = disk + QStringLiteral("/recording.mp4");
+                Result<std::unique_ptr<VideoFileWriter>> writer
+                    = MediaVideoWriterFactory::open(file, planOf(64, 64, VideoCodec::h264));
+                if (!writer) {
+                    report = "|" + writer.error().message.toUtf8();
+                } else {
+                    std::mt19937 random(7);
+                    const auto start = RecordingClock::now();
+                    int frame = 0;
+                    auto offer = [&] {
+                        (*writer)->append(VideoFrame{noise(QSize(64, 64), random), start + frame++ * 33ms, {}});
+                    };
+                    while (frame < 60)
+                        offer();
+                    fillDisk(disk, leaveFree);
+                    // The free space is looked at once a second.
+                    while (!(*writer)->stopReason() && RecordingClock::now() - start < 3s) {
+                        offer();
+                        std::this_thread::sleep_for(20ms);
+                    }
+                    report = (*writer)->stopReason().value_or(Error{}).message.toUtf8() + '|';
+                    QFile::remove(disk + QStringLiteral("/filler"));
+                    const Result<QString> done = (*writer)->finish(std::nullopt);
+                    report += done ? QByteArray() : done.error().message.toUtf8();
+                    QFile::copy(file, kept);
+                }
+            }
+            ::_exit(::write(answer[1], report.constData(), size_t(report.size())) == report.size() ? 0 : 1);
+        }
+        ::close(answer[1]);
+        QFile pipe;
+        QVERIFY(pipe.open(answer[0], QIODevice::ReadOnly, QFileDevice::AutoCloseHandle));
+        const QString report = QString::fromUtf8(pipe.readAll());
+        QCOMPARE(::waitpid(child, nullptr, 0), child);
+        const QString said = report.section(u'|', 0, 0), ended = report.section(u'|', 1);
+        QVERIFY2(said.startsWith(stopReason) && ended.contains(finished) && (finished.isEmpty() == ended.isEmpty()),
+            qPrintable(report));
+        if (leaveFree < 0)
+            return;
+        // What was written before the disk filled up plays, up to less than a second before.
+        const QJsonObject stream
+            = probe(kept, {QStringLiteral("-count_frames")})[QLatin1String("streams")].toArray().at(0).toObject();
+        const int frames = stream[QLatin1String("nb_read_frames")].toString().toInt();
+        QVERIFY2(frames >= 30, qPrintable(report + QStringLiteral(", frames: %1").arg(frames)));
     }
 
     void refusesSizesTheEncoderCannotTake()
