@@ -54,8 +54,8 @@ double constantRateFactor(VideoCodec codec, double quality)
 // of the desktop, by pixels per frame.
 const char *presetFor(VideoCodec codec, qint64 pixels)
 {
-    constexpr qint64 p720 = 1280 * 720;
-    constexpr qint64 p1080 = 1920 * 1080;
+    constexpr qint64 p720 = qint64(1280) * 720;
+    constexpr qint64 p1080 = qint64(1920) * 1080;
     if (codec == VideoCodec::hevc)
         return "ultrafast";
     if (pixels <= p720)
