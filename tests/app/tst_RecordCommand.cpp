@@ -201,6 +201,34 @@ private Q_SLOTS:
         QVERIFY2(last >= 2.0, qPrintable(QString::number(last)));
     }
 
+    // Split into two monitors, the right one recorded and then removed: the recording ends by
+    // itself, says why and keeps its file.
+    void aDisplayThatGoesEndsTheRecording()
+    {
+        auto xrandr = [](const QString &arguments) {
+            return QProcess::execute(QStringLiteral("xrandr"), arguments.split(u' '));
+        };
+        QCOMPARE(xrandr(QStringLiteral("--setmonitor RIGHT 960/254x1080/286+960+0 none")), 0);
+        QCOMPARE(xrandr(QStringLiteral("--setmonitor LEFT 960/254x1080/286+0+0 screen")), 0);
+        const QorvelRun displays = runQorvel({QStringLiteral("displays")}, {}, environment());
+        const QStringList lines = displays.text().split(u'\n').filter(QStringLiteral("\tRIGHT"));
+        QCOMPARE(lines.size(), 1);
+        const QString right = lines.first().section(u'\t', 0, 0);
+        const QString file = m_dir.filePath(QStringLiteral("unplugged.mp4"));
+        QProcess qorvel;
+        qorvel.setProcessEnvironment(environment());
+        qorvel.start(QStringLiteral(QORVEL_EXECUTABLE),
+            {QStringLiteral("record"), QStringLiteral("--display"), right, QStringLiteral("-o"), file});
+        QTest::qWait(1500);
+        QCOMPARE(xrandr(QStringLiteral("--delmonitor RIGHT")), 0);
+        const bool ended = qorvel.waitForFinished(10000);
+        xrandr(QStringLiteral("--delmonitor LEFT"));
+        QVERIFY2(ended, "still recording");
+        QVERIFY(QString::fromUtf8(qorvel.readAllStandardError())
+                    .contains(QStringLiteral("The display or window being recorded no longer exists.")));
+        QVERIFY(QFile::exists(file));
+    }
+
     void failuresSayWhy_data()
     {
         QTest::addColumn<QStringList>("arguments");

@@ -3,6 +3,7 @@
 #include "RecordingError.h"
 #include "X11Connection.h"
 
+#include <xcb/randr.h>
 #include <xcb/xfixes.h>
 
 #include <cstring>
@@ -92,6 +93,22 @@ X11FrameSource::X11FrameSource(
 {
     if (m_damage != XCB_NONE)
         m_damageEvent = xcb_get_extension_data(m_connection->get(), &xcb_damage_id)->first_event;
+}
+
+bool X11FrameSource::stillOnADisplay() const
+{
+    xcb_connection_t *c = m_connection->get();
+    if (!m_connection->hasRandrMonitors())
+        return true;
+    const XcbReply<xcb_randr_get_monitors_reply_t> monitors(
+        xcb_randr_get_monitors_reply(c, xcb_randr_get_monitors(c, m_connection->root(), 1), nullptr));
+    if (!monitors)
+        return true;
+    for (auto it = xcb_randr_get_monitors_monitors_iterator(monitors.get()); it.rem; xcb_randr_monitor_info_next(&it)) {
+        if (m_request.pixelRect.intersects(QRect(it.data->x, it.data->y, it.data->width, it.data->height)))
+            return true;
+    }
+    return false;
 }
 
 X11FrameSource::~X11FrameSource()
@@ -185,8 +202,12 @@ void X11FrameSource::run()
     timespec next = {};
     clock_gettime(CLOCK_MONOTONIC, &next);
 
-    while (!m_stopping) {
+    for (int tick = 1; !m_stopping; ++tick) {
         const bool damaged = takeDamage();
+        // A display that goes away ends a display or area recording. Asked once a second: not
+        // every server tells (Xvfb sends no RandR event when a monitor is removed).
+        if (!m_ended && !m_request.windowId && tick % 30 == 0 && !stillOnADisplay())
+            m_ended = toError(RecordingError::targetNotFound);
         if (m_ended) {
             m_stopped(*m_ended);
             return;

@@ -32,6 +32,8 @@ private:
     // Reads the events that arrived: true when the rectangle was damaged. Sets `m_ended` with
     // the reason when the recorded window went away or the connection broke.
     bool takeDamage();
+    // Whether a RandR monitor still shows part of the recorded rectangle.
+    bool stillOnADisplay() const;
     struct Cursor;
     std::shared_ptr<Cursor> readCursor();
     Bitmap withCursor(const Bitmap &grabbed, const Cursor &cursor) const;
