@@ -13,7 +13,7 @@ namespace {
 
 // Frames waiting for the encoder beyond this are dropped: a recording that cannot keep up loses
 // frames, never memory or latency.
-constexpr int maximumPendingFrames = 2;
+constexpr int maximumPendingFrames = 3;
 
 struct ResolvedTarget
 {

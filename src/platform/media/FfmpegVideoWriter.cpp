@@ -1,5 +1,6 @@
 #include "FfmpegVideoWriter.h"
 
+#include "Bt709Converter.h"
 #include "RecordingError.h"
 
 extern "C" {
@@ -292,31 +293,45 @@ void FfmpegVideoWriter::append(const VideoFrame &frame)
     if (m_lastPresentationTime && pts <= *m_lastPresentationTime)
         return;
 
-    const Bitmap &image = frame.image;
-    m_scaler.reset(sws_getCachedContext(m_scaler.release(), image.width(), image.height(), AV_PIX_FMT_BGR0,
-        int(m_plan.width), int(m_plan.height), AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr));
-    if (!m_scaler) {
-        m_failure = writerFailed(QStringLiteral("unsupported codec settings"),
-            QStringLiteral("no conversion from %1x%2").arg(image.width()).arg(image.height()));
-        return;
-    }
-    // Screen pixels are full-range RGB; the file is BT.709 with limited range, as players expect.
-    const int *bt709 = sws_getCoefficients(SWS_CS_ITU709);
-    sws_setColorspaceDetails(m_scaler.get(), bt709, 1, bt709, 0, 0, 1 << 16, 1 << 16);
-
     if (!m_picture->buf[0] && av_frame_get_buffer(m_picture.get(), 0) < 0)
         return;
     if (av_frame_make_writable(m_picture.get()) < 0)
         return;
-    const uint8_t *const source[] = {image.constBits()};
-    const int sourceStride[] = {int(image.bytesPerLine())};
-    sws_scale(m_scaler.get(), source, sourceStride, 0, image.height(), m_picture->data, m_picture->linesize);
+    if (!convert(frame.image))
+        return;
     m_picture->pts = pts;
     if (!encode(m_picture.get()))
         return;
     m_lastPresentationTime = pts;
     ++m_framesWritten;
     syncToDisk(false);
+}
+
+bool FfmpegVideoWriter::convert(const Bitmap &image)
+{
+    // Grabbed at the plan's size, but for the odd pixel the plan rounds off: converted as it is.
+    const bool unscaled = image.width() >= m_plan.width && image.width() - m_plan.width < 2
+        && image.height() >= m_plan.height && image.height() - m_plan.height < 2;
+    if (unscaled) {
+        Bt709Converter::toI420(image.constBits(), image.bytesPerLine(), int(m_plan.width), int(m_plan.height),
+            {m_picture->data[0], m_picture->linesize[0], m_picture->data[1], m_picture->linesize[1], m_picture->data[2],
+                m_picture->linesize[2]});
+        return true;
+    }
+    m_scaler.reset(sws_getCachedContext(m_scaler.release(), image.width(), image.height(), AV_PIX_FMT_BGR0,
+        int(m_plan.width), int(m_plan.height), AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr));
+    if (!m_scaler) {
+        m_failure = writerFailed(QStringLiteral("unsupported codec settings"),
+            QStringLiteral("no conversion from %1x%2").arg(image.width()).arg(image.height()));
+        return false;
+    }
+    // Screen pixels are full-range RGB; the file is BT.709 with limited range, as players expect.
+    const int *bt709 = sws_getCoefficients(SWS_CS_ITU709);
+    sws_setColorspaceDetails(m_scaler.get(), bt709, 1, bt709, 0, 0, 1 << 16, 1 << 16);
+    const uint8_t *const source[] = {image.constBits()};
+    const int sourceStride[] = {int(image.bytesPerLine())};
+    sws_scale(m_scaler.get(), source, sourceStride, 0, image.height(), m_picture->data, m_picture->linesize);
+    return true;
 }
 
 bool FfmpegVideoWriter::encode(const AVFrame *frame)

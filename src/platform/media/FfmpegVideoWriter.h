@@ -31,6 +31,8 @@ private:
     FfmpegVideoWriter(QString path, VideoEncodingPlan plan, CodecPtr encoder);
 
     Result<void> startFile();
+    // Into m_picture, at the plan's size.
+    bool convert(const Bitmap &image);
     bool encode(const AVFrame *frame);
     bool writePackets();
     void syncToDisk(bool force);
