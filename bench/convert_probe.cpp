@@ -8,6 +8,8 @@
 //
 //   convert_probe [--runs N]
 
+#include "Bt709Converter.h"
+
 #include <libyuv/convert.h>
 #include <libyuv/scale.h>
 
@@ -183,6 +185,7 @@ int main(int argc, char *argv[])
         Planes viaLibyuv(width, height);
         Planes viaSwscale(width, height);
         Planes viaSwscale601(width, height);
+        Planes viaQorvel(width, height);
         const Scaler bt709 = recorderScaler(width, height, width, height, SWS_CS_ITU709);
         const Scaler bt601 = recorderScaler(width, height, width, height, SWS_CS_ITU601);
         const std::string size = std::to_string(width) + "x" + std::to_string(height);
@@ -190,13 +193,18 @@ int main(int argc, char *argv[])
         const Timing yuv = measure(runs, [&] { libyuvInto(frame, viaLibyuv); });
         const Timing sws = measure(runs, [&] { swscaleInto(bt709.get(), frame, viaSwscale); });
         const Timing sws601 = measure(runs, [&] { swscaleInto(bt601.get(), frame, viaSwscale601); });
+        const Timing own = measure(runs, [&] {
+            Bt709Converter::toI420(frame.pixels.data(), frame.stride(), width, height,
+                {viaQorvel.y.data(), width, viaQorvel.u.data(), width / 2, viaQorvel.v.data(), width / 2});
+        });
         printRow((size + ", libyuv ARGBToI420 (BT.601)").c_str(), yuv);
         printRow((size + ", swscale BGR0->YUV420P BT.709, bilinear").c_str(), sws);
         printRow((size + ", swscale the same with BT.601").c_str(), sws601);
+        printRow((size + ", Qorvel's Bt709Converter").c_str(), own);
         std::printf("  %-52s %8.2fx\n", (size + ", swscale BT.709 / libyuv").c_str(), sws.median / yuv.median);
-        std::printf("  %-52s libyuv %d, swscale BT.709 %d, swscale BT.601 %d\n",
+        std::printf("  %-52s libyuv %d, swscale BT.709 %d, swscale BT.601 %d, Qorvel %d\n",
             (size + ", largest luma error vs BT.709").c_str(), lumaOffBt709(frame, viaLibyuv),
-            lumaOffBt709(frame, viaSwscale), lumaOffBt709(frame, viaSwscale601));
+            lumaOffBt709(frame, viaSwscale), lumaOffBt709(frame, viaSwscale601), lumaOffBt709(frame, viaQorvel));
     }
 
     // 4K to 1080p, as the recorder does under --max-resolution p1080.
