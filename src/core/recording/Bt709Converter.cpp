@@ -27,13 +27,13 @@ void Bt709Converter::toI420(const uchar *bgrx, qsizetype stride, int width, int 
         const uchar *bottom = top + stride;
         uchar *yTop = out.y + row * out.yStride;
         uchar *yBottom = yTop + out.yStride;
-        for (int x = 0; x < width; ++x) {
+        for (qsizetype x = 0; x < width; ++x) {
             yTop[x] = luma(top + 4 * x);
             yBottom[x] = luma(bottom + 4 * x);
         }
         uchar *u = out.u + (row / 2) * out.uStride;
         uchar *v = out.v + (row / 2) * out.vStride;
-        for (int x = 0; x + 1 < width; x += 2) {
+        for (qsizetype x = 0; x + 1 < width; x += 2) {
             const uchar *a = top + 4 * x;
             const uchar *b = bottom + 4 * x;
             const int32_t blue = a[0] + a[4] + b[0] + b[4];
