@@ -3,9 +3,6 @@
 #include "CaptureError.h"
 #include "PixelSize.h"
 #include "RecordingError.h"
-#include "StillCapture.h"
-
-#include <QPointer>
 
 #include <algorithm>
 
@@ -174,8 +171,7 @@ void RecordingSession::stop(std::function<void(Result<QString>)> done)
 {
     const RecordingClock::time_point endTime = RecordingClock::now();
     stopSource();
-    QPointer<RecordingSession> self(this);
-    m_queue->post([this, self, endTime, done = std::move(done)] {
+    m_queue->post([this, endTime, done = std::move(done)] {
         Result<QString> finished = m_writer->finish(endTime);
         m_written = m_writer->framesWritten();
         QMetaObject::invokeMethod(
