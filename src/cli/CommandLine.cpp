@@ -44,6 +44,20 @@ std::optional<Invocation> parseOptions(QCommandLineParser &parser, const QString
     return std::nullopt;
 }
 
+// For a command that takes options only: the usage error, or the help the user asked for.
+std::optional<Invocation> parseCommand(
+    QCommandLineParser &parser, const QStringList &arguments, const QCommandLineOption &help)
+{
+    if (std::optional<Invocation> error = parseOptions(parser, arguments))
+        return error;
+    if (parser.isSet(help))
+        return printed(CommandLine::helpText());
+    if (parser.positionalArguments().size() > 1)
+        return usageError(
+            QLatin1String("unexpected argument '") + parser.positionalArguments().at(1) + QLatin1Char('\''));
+    return std::nullopt;
+}
+
 std::optional<quint32> parseId(const QString &text)
 {
     bool ok = false;
@@ -125,13 +139,8 @@ Invocation parseScreenshot(const QStringList &arguments)
         parser.addOption(QCommandLineOption(QLatin1String(action), QString()));
         parser.addOption(QCommandLineOption(QLatin1String("no-") + QLatin1String(action), QString()));
     }
-    if (std::optional<Invocation> error = parseOptions(parser, arguments))
-        return *error;
-    if (parser.isSet(help))
-        return printed(CommandLine::helpText());
-    if (parser.positionalArguments().size() > 1)
-        return usageError(
-            QLatin1String("unexpected argument '") + parser.positionalArguments().at(1) + QLatin1Char('\''));
+    if (std::optional<Invocation> early = parseCommand(parser, arguments, help))
+        return *early;
 
     Invocation invocation = withAction(Invocation::Action::screenshot);
     ScreenshotRequest &options = invocation.screenshot;
@@ -191,13 +200,8 @@ Invocation parseRecord(const QStringList &arguments)
     const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")}, QString(), QStringLiteral("FILE"));
     parser.addOptions({help, target.display, target.window, target.area, target.select, duration, codec, quality,
         resolution, cursor, noCursor, output});
-    if (std::optional<Invocation> error = parseOptions(parser, arguments))
-        return *error;
-    if (parser.isSet(help))
-        return printed(CommandLine::helpText());
-    if (parser.positionalArguments().size() > 1)
-        return usageError(
-            QLatin1String("unexpected argument '") + parser.positionalArguments().at(1) + QLatin1Char('\''));
+    if (std::optional<Invocation> early = parseCommand(parser, arguments, help))
+        return *early;
 
     Invocation invocation = withAction(Invocation::Action::record);
     RecordingRequest &options = invocation.recording;
