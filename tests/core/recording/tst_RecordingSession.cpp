@@ -1,56 +1,12 @@
 #include "RecordingError.h"
+#include "RecordingFakes.h"
 #include "RecordingSession.h"
 
 #include <QCoreApplication>
 #include <QTest>
 #include <QThread>
 
-#include <semaphore>
 #include <thread>
-
-// The session against made-up screens, a source the test drives and a writer it can hold up:
-// a real encoder cannot be made to lag on demand, nor a real display listed at any origin.
-namespace {
-
-class ListedScreens : public ScreenCapturePlatform
-{
-public:
-    ScreenContent content;
-    Result<ScreenContent> shareableContent() override { return content; }
-    Result<Bitmap> grabDisplayArea(const ScreenDisplay &, const QRectF &, PixelSize) override { return Error{}; }
-    Result<Bitmap> grabWindow(const ScreenWindow &, double, PixelSize, WindowShadow) override { return Error{}; }
-    std::optional<QPointF> pointerPosition() override { return std::nullopt; }
-};
-
-struct DrivenSource : FrameSource
-{
-    FrameHandler frame;
-    StopHandler stopped;
-    Result<void> start(FrameHandler onFrame, StopHandler onStopped) override
-    {
-        frame = std::move(onFrame);
-        stopped = std::move(onStopped);
-        return {};
-    }
-    void stop() override { }
-};
-
-struct HeldWriter : VideoFileWriter
-{
-    std::counting_semaphore<64> go{0};
-    std::atomic<qint64> written{0};
-    void append(const VideoFrame &) override
-    {
-        go.acquire();
-        ++written;
-    }
-    Result<QString> finish(std::optional<RecordingClock::time_point>) override { return QStringLiteral("file.mp4"); }
-    void cancel() override { }
-    qint64 framesWritten() const override { return written; }
-    std::optional<Error> stopReason() const override { return std::nullopt; }
-};
-
-} // namespace
 
 Q_DECLARE_METATYPE(CaptureTarget)
 
