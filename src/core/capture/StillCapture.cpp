@@ -26,17 +26,23 @@ StillCapture::StillCapture(ScreenCapturePlatform &platform)
 
 double StillCapture::scaleForFrame(const QList<ScreenDisplay> &displays, const QRectF &frame)
 {
-    double scale = 1;
+    const ScreenDisplay *display = displayHolding(displays, frame);
+    return display ? display->scale : 1;
+}
+
+const ScreenDisplay *StillCapture::displayHolding(const QList<ScreenDisplay> &displays, const QRectF &frame)
+{
+    const ScreenDisplay *holding = nullptr;
     double largestOverlap = 0;
     for (const ScreenDisplay &display : displays) {
         const QRectF overlap = display.frame.intersected(frame);
         const double area = overlap.width() * overlap.height();
         if (area > largestOverlap) {
             largestOverlap = area;
-            scale = display.scale;
+            holding = &display;
         }
     }
-    return scale;
+    return holding;
 }
 
 Result<CapturedStill> StillCapture::capture(const CaptureTarget &target, WindowShadow shadow)

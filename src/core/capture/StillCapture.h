@@ -24,6 +24,8 @@ public:
 
     // The scale of the display that holds most of `frame`; 1 when it is on none.
     static double scaleForFrame(const QList<ScreenDisplay> &displays, const QRectF &frame);
+    // The display that holds most of `frame`; none when it is on none.
+    static const ScreenDisplay *displayHolding(const QList<ScreenDisplay> &displays, const QRectF &frame);
 
 private:
     ScreenCapturePlatform &m_platform;

@@ -3,6 +3,7 @@
 #include "CaptureError.h"
 #include "PixelSize.h"
 #include "RecordingError.h"
+#include "StillCapture.h"
 
 #include <algorithm>
 
@@ -18,20 +19,6 @@ struct ResolvedTarget
     double scale = 1;
     FrameSourceRequest request;
 };
-
-const ScreenDisplay *displayHolding(const QList<ScreenDisplay> &displays, const QRectF &frame)
-{
-    const ScreenDisplay *best = nullptr;
-    double largestOverlap = 0;
-    for (const ScreenDisplay &display : displays) {
-        const QRectF overlap = display.frame.intersected(frame);
-        if (overlap.width() * overlap.height() > largestOverlap) {
-            largestOverlap = overlap.width() * overlap.height();
-            best = &display;
-        }
-    }
-    return best;
-}
 
 // `rectInPoints` relative to `display`'s top-left corner, in the screen's device pixels.
 QRect pixelRect(const ScreenDisplay &display, const QRectF &rectInPoints)
@@ -50,7 +37,7 @@ Result<ResolvedTarget> resolve(const CaptureTarget &target, const ScreenContent 
             return toError(RecordingError::targetNotFound);
         ResolvedTarget resolved{found->frame, 1, {}};
         resolved.request.windowId = found->id;
-        if (const ScreenDisplay *display = displayHolding(content.displays, found->frame)) {
+        if (const ScreenDisplay *display = StillCapture::displayHolding(content.displays, found->frame)) {
             resolved.scale = display->scale;
             resolved.request.pixelRect = pixelRect(*display, found->frame.translated(-display->frame.topLeft()));
         } else {

@@ -318,16 +318,20 @@ bool FfmpegVideoWriter::convert(const Bitmap &image)
                 m_picture->linesize[2]});
         return true;
     }
-    m_scaler.reset(sws_getCachedContext(m_scaler.release(), image.width(), image.height(), AV_PIX_FMT_BGR0,
-        int(m_plan.width), int(m_plan.height), AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr));
-    if (!m_scaler) {
-        m_failure = writerFailed(QStringLiteral("unsupported codec settings"),
-            QStringLiteral("no conversion from %1x%2").arg(image.width()).arg(image.height()));
-        return false;
+    // A recording's grabs keep one size: the scaler and its colour tables are made once.
+    if (!m_scaler || m_scaledFrom != image.size()) {
+        m_scaler.reset(sws_getContext(image.width(), image.height(), AV_PIX_FMT_BGR0, int(m_plan.width),
+            int(m_plan.height), AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr));
+        if (!m_scaler) {
+            m_failure = writerFailed(QStringLiteral("unsupported codec settings"),
+                QStringLiteral("no conversion from %1x%2").arg(image.width()).arg(image.height()));
+            return false;
+        }
+        m_scaledFrom = image.size();
+        // Screen pixels are full-range RGB; the file is BT.709 with limited range, as players expect.
+        const int *bt709 = sws_getCoefficients(SWS_CS_ITU709);
+        sws_setColorspaceDetails(m_scaler.get(), bt709, 1, bt709, 0, 0, 1 << 16, 1 << 16);
     }
-    // Screen pixels are full-range RGB; the file is BT.709 with limited range, as players expect.
-    const int *bt709 = sws_getCoefficients(SWS_CS_ITU709);
-    sws_setColorspaceDetails(m_scaler.get(), bt709, 1, bt709, 0, 0, 1 << 16, 1 << 16);
     const uint8_t *const source[] = {image.constBits()};
     const int sourceStride[] = {int(image.bytesPerLine())};
     sws_scale(m_scaler.get(), source, sourceStride, 0, image.height(), m_picture->data, m_picture->linesize);

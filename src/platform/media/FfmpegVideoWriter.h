@@ -3,6 +3,7 @@
 #include "FfmpegSupport.h"
 #include "VideoFileWriter.h"
 
+#include <QSize>
 #include <QString>
 
 #include <chrono>
@@ -49,6 +50,7 @@ private:
     OutputPtr m_output;
     AVStream *m_stream = nullptr;
     ScalerPtr m_scaler;
+    QSize m_scaledFrom;
     FramePtr m_picture;
     PacketPtr m_packet;
     int m_fd = -1;
