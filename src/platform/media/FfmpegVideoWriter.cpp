@@ -13,6 +13,7 @@ extern "C" {
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -116,7 +117,9 @@ Result<void> rewriteWithIndexFirst(const QString &path)
     if (const int code = avformat_write_header(output.get(), &options.entries); code < 0)
         return fail(code, "header");
     const PacketPtr packet(av_packet_alloc());
+    qint64 packets = 0;
     while (av_read_frame(input.get(), packet.get()) >= 0) {
+        ++packets;
         const AVStream *from = input->streams[packet->stream_index];
         // The fragments start at the first decoded frame, B-frames' delay later than the first
         // shown one; the plain file starts at the first shown frame, as the recording did.
@@ -128,6 +131,10 @@ Result<void> rewriteWithIndexFirst(const QString &path)
         packet->pos = -1;
         if (const int code = av_interleaved_write_frame(output.get(), packet.get()); code < 0)
             return fail(code, "packet");
+    }
+    if (packets == 0) {
+        QFile::remove(target);
+        return toError(RecordingError::empty);
     }
     if (const int code = av_write_trailer(output.get()); code < 0)
         return fail(code, "trailer");
@@ -254,6 +261,9 @@ Result<void> FfmpegVideoWriter::startFile()
     m_fd = ::open(QFile::encodeName(m_path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (m_fd < 0)
         return writerFailed(QString::fromLocal8Bit(std::strerror(errno)), m_path);
+    // Held until the file is finished: it tells a Qorvel starting meanwhile that this recording
+    // is alive, not one a dead process left to be recovered.
+    flock(m_fd, LOCK_EX | LOCK_NB);
 
     AVFormatContext *made = nullptr;
     if (const int code = avformat_alloc_output_context2(&made, nullptr, "mp4", nullptr); code < 0)
@@ -423,13 +433,16 @@ Result<QString> FfmpegVideoWriter::finish(std::optional<RecordingClock::time_poi
         if (!m_failure)
             syncToDisk(true);
     }
-    closeFile();
     // What was written stays where it is, playable up to the failure.
-    if (m_failure)
+    if (m_failure) {
+        closeFile();
         return *m_failure;
+    }
+    // Rewritten while the file is still held, so that nobody recovers it meanwhile.
     if (Result<void> rewritten = rewriteWithIndexFirst(m_path); !rewritten)
         qWarning("The recording keeps its index at the end: %s (%s)", qUtf8Printable(rewritten.error().message),
             qUtf8Printable(rewritten.error().detail));
+    closeFile();
     return m_path;
 }
 
@@ -440,10 +453,22 @@ void FfmpegVideoWriter::cancel()
     QFile::remove(m_path + QStringLiteral(".index"));
 }
 
+Result<void> FfmpegVideoWriter::recover(const QString &path)
+{
+    quietLibraryLogging();
+    return rewriteWithIndexFirst(path);
+}
+
 // Only ever called from Qorvel's own C++, which knows the types.
 // NOLINTNEXTLINE(clang-diagnostic-return-type-c-linkage)
 extern "C" __attribute__((visibility("default"))) Result<std::unique_ptr<VideoFileWriter>> qorvelMediaOpenVideoWriter(
     const QString &path, const VideoEncodingPlan &plan)
 {
     return FfmpegVideoWriter::open(path, plan);
+}
+
+// NOLINTNEXTLINE(clang-diagnostic-return-type-c-linkage)
+extern "C" __attribute__((visibility("default"))) Result<void> qorvelMediaRecoverRecording(const QString &path)
+{
+    return FfmpegVideoWriter::recover(path);
 }

@@ -25,6 +25,10 @@ public:
     qint64 framesWritten() const override { return m_framesWritten; }
     std::optional<Error> stopReason() const override;
 
+    // Makes a recording that its process left unfinished (killed, crashed) a plain MP4 of every
+    // whole fragment in it. Fails with RecordingError::empty when not one frame survived.
+    static Result<void> recover(const QString &path);
+
     // Bytes that must stay free: a minute at the plan's peak bit rate and a margin.
     static qint64 reserveFor(const VideoEncodingPlan &plan);
 

@@ -7,4 +7,6 @@ class MediaVideoWriterFactory
 {
 public:
     static Result<std::unique_ptr<VideoFileWriter>> open(const QString &path, const VideoEncodingPlan &plan);
+    // Makes a recording that a dead process left unfinished a plain, playable MP4.
+    static Result<void> recover(const QString &path);
 };
