@@ -8,7 +8,10 @@
 #include "HotKeyService.h"
 #include "InstanceCommands.h"
 #include "Name.h"
+#include "LeftoverRecordings.h"
 #include "PopupShortcutFilter.h"
+#include "RecordingController.h"
+#include "RecordingOverlays.h"
 #include "SettingsPlaceholderView.h"
 #include "ShortcutActions.h"
 #include "ShortcutStore.h"
@@ -27,6 +30,7 @@
 #include <QDir>
 #include <QLoggingCategory>
 #include <QProcess>
+#include <QThreadPool>
 #include <QTimer>
 #include <QUrl>
 
@@ -46,6 +50,8 @@ AppCoordinator::AppCoordinator(CompositionRoot &root, QObject *parent)
 
 AppCoordinator::~AppCoordinator()
 {
+    // A recording running now stays on the disk, and the next start delivers it.
+    m_recorder.reset();
     // The services report to the notifier and the clipboard: they go first.
     m_commands.reset();
     // The actions let go of their hot keys before the service that holds them goes.
@@ -74,8 +80,8 @@ void AppCoordinator::start()
     } else {
         qCWarning(lcApp) << "no captures in this session:" << services.error().message << services.error().detail;
     }
-    m_root.sweepLeftovers();
     registerShortcuts();
+    recoverRecordings();
     announceMissingTray();
 }
 
@@ -96,8 +102,14 @@ void AppCoordinator::registerShortcuts()
     m_shortcuts = std::make_unique<ShortcutActions>(*m_shortcutStore, *m_hotKeys);
     m_shortcuts->onKeyDown(Name::captureScreenshot(), [this]() { takeScreenshot(); });
     m_shortcuts->onKeyDown(Name::recordVideo(), [this]() { toggleRecording(); });
-    // Escape belongs to every other program until a recording runs.
-    m_shortcuts->onKeyDown(Name::cancelRecording(), {}, ShortcutActions::Activation::disabled);
+    // Escape belongs to every other program until a recording is prepared or runs.
+    m_shortcuts->onKeyDown(
+        Name::cancelRecording(),
+        [this]() {
+            if (m_recorder)
+                m_recorder->cancel();
+        },
+        ShortcutActions::Activation::disabled);
     // While the tray menu is open it holds the keyboard, and the window system delivers no hot
     // key: the menu's key events are matched instead.
     m_popupShortcuts = std::make_unique<PopupShortcutFilter>(*m_hotKeys);
@@ -172,6 +184,7 @@ void AppCoordinator::restartForTrayHost()
     // nothing: no selection open, no upload or deletion under way, and no clipboard of ours
     // (an X11 clipboard lives in the process that filled it).
     const bool busy = (m_capture && (m_capture->screenshots->isSelecting() || m_capture->output->runningUploads() > 0))
+        || (m_recorder && m_recorder->phase() != RecordingController::Phase::idle)
         || !m_removals.empty() || QGuiApplication::clipboard()->ownsClipboard();
     if (busy) {
         constexpr std::chrono::seconds retry{10};
@@ -235,15 +248,31 @@ void AppCoordinator::takeScreenshot()
     screenshots.take(ScreenshotRequest::userSelection(), [this](const ScreenshotOutcome &outcome) {
         // Failures of the capture itself are notified by the service; only the gate's answers
         // need a word from here.
-        showCaptureAlert(outcome);
+        showCaptureAlert(outcome.kind, outcome.error.message);
     });
 }
 
-void AppCoordinator::showCaptureAlert(const ScreenshotOutcome &outcome)
+bool AppCoordinator::passesCaptureGate(CaptureServices &services)
 {
-    switch (outcome.kind) {
+    const ScreenRecordingPermission::Status status = services.permission->currentStatus();
+    switch (status.kind) {
+    case ScreenRecordingPermission::Status::Kind::granted:
+        return true;
+    case ScreenRecordingPermission::Status::Kind::denied:
+        showCaptureAlert(ScreenshotOutcome::Kind::permissionMissing, QString());
+        return false;
+    case ScreenRecordingPermission::Status::Kind::failed:
+        showCaptureAlert(ScreenshotOutcome::Kind::unavailable, status.message);
+        return false;
+    }
+    return false;
+}
+
+void AppCoordinator::showCaptureAlert(ScreenshotOutcome::Kind kind, const QString &message)
+{
+    switch (kind) {
     case ScreenshotOutcome::Kind::unavailable:
-        WarningAlert::show(QStringLiteral("Screen capture is unavailable"), outcome.error.message);
+        WarningAlert::show(QStringLiteral("Screen capture is unavailable"), message);
         return;
     case ScreenshotOutcome::Kind::permissionMissing:
         ChoiceAlert::ask(QStringLiteral("Qorvel needs the Screen Recording permission"),
@@ -265,11 +294,98 @@ void AppCoordinator::showCaptureAlert(const ScreenshotOutcome &outcome)
     }
 }
 
+RecordingController &AppCoordinator::recorder()
+{
+    if (!m_recorder) {
+        m_recordingOverlays = CompositionRoot::makeRecordingOverlays();
+        m_recorder = std::make_unique<RecordingController>(RecordingController::Parts{m_root.recordingSessions(),
+            *m_recordingOverlays, [this]() { return m_root.preferences().boolValue(PreferenceKey::videoCountdown); },
+            [this](bool enabled) {
+                using KeyboardShortcuts::ShortcutActions;
+                if (m_shortcuts)
+                    m_shortcuts->setActivation(KeyboardShortcuts::Name::cancelRecording(),
+                        enabled ? ShortcutActions::Activation::enabled : ShortcutActions::Activation::disabled);
+            }});
+        m_recorder->onTick = [this](std::optional<double> elapsed) { m_statusItem->setRecording(elapsed); };
+        m_recorder->onFinished = [this](const Result<QString> &file) { recordingFinished(file); };
+    }
+    return *m_recorder;
+}
+
 void AppCoordinator::toggleRecording()
 {
-    // Recording comes with the recorder; until then the shortcut says so instead of nothing.
-    notify(
-        QStringLiteral("Couldn't record the video"), QStringLiteral("This version of Qorvel can't record yet."), true);
+    const Result<CaptureServices *> services = captureServices();
+    if (!services) {
+        WarningAlert::show(QStringLiteral("Screen capture is unavailable"), services.error().message);
+        return;
+    }
+    switch (recorder().phase()) {
+    case RecordingController::Phase::recording:
+        // Not inside the menu's or the hot key's own handler: stopping hides windows.
+        QTimer::singleShot(0, m_recorder.get(), &RecordingController::stop);
+        return;
+    case RecordingController::Phase::starting:
+    case RecordingController::Phase::finishing:
+        return;
+    case RecordingController::Phase::idle:
+        break;
+    }
+    if (QWidget *popup = QApplication::activePopupWidget())
+        popup->close();
+    // A second press while the overlay is up closes it, and that is all it does.
+    if ((*services)->screenshots->isSelecting()) {
+        (*services)->screenshots->cancelSelection();
+        return;
+    }
+    if (!passesCaptureGate(**services))
+        return;
+    (*services)->selector->select(m_root.preferences().boolValue(PreferenceKey::showMagnifier),
+        [this](const Result<std::optional<TargetSelector::Selection>> &chosen) { recordTarget(chosen); });
+}
+
+void AppCoordinator::recordTarget(const Result<std::optional<TargetSelector::Selection>> &chosen)
+{
+    if (!chosen) {
+        notify(QStringLiteral("Couldn't record the video"), chosen.error().message, true);
+        return;
+    }
+    // None: the user closed the overlay.
+    if (*chosen)
+        recorder().start((*chosen)->target);
+}
+
+void AppCoordinator::recordingFinished(const Result<QString> &file)
+{
+    if (!file) {
+        notify(QStringLiteral("Couldn't record the video"), file.error().message, true);
+        return;
+    }
+    if (const Result<CaptureServices *> services = captureServices(); services)
+        (*services)->output->deliverRecording(*file);
+}
+
+void AppCoordinator::recoverRecordings()
+{
+    const Result<CaptureServices *> services = captureServices();
+    if (!services) {
+        m_root.sweepLeftovers();
+        return;
+    }
+    // Rewriting a long recording takes a while: the tray is usable meanwhile.
+    QPointer<AppCoordinator> self(this);
+    QThreadPool::globalInstance()->start(
+        [self, folder = m_root.stagingFolders().recordings(), recover = CompositionRoot::recordingRecovery()]() {
+            const QStringList recovered = LeftoverRecordings::recover(folder, recover);
+            QMetaObject::invokeMethod(self, [self, recovered]() {
+                if (!self)
+                    return;
+                for (const QString &file : recovered)
+                    self->recordingFinished(file);
+                // Only now: an old recording must be recovered before it is purged. A recovered
+                // file was just written again, so the purge leaves it to its delivery.
+                self->m_root.sweepLeftovers();
+            });
+        });
 }
 
 void AppCoordinator::openSaveFolder()

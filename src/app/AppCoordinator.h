@@ -3,6 +3,7 @@
 #include "CaptureServices.h"
 #include "InstanceChannel.h"
 #include "Result.h"
+#include "TargetSelector.h"
 #include "UploadRecord.h"
 #include "WindowPresenter.h"
 
@@ -19,6 +20,8 @@ class ShortcutStore;
 } // namespace KeyboardShortcuts
 
 class Clipboard;
+class RecordingController;
+class RecordingOverlays;
 class PopupShortcutFilter;
 class CompositionRoot;
 class InstanceCommands;
@@ -58,6 +61,8 @@ public:
     // The capture services, made on first use (they open the window system's connection);
     // why there are none, when the screen cannot be captured in this session.
     Result<CaptureServices *> captureServices();
+    // Made on first use, with the capture services.
+    RecordingController &recorder();
 
     // A command-line invocation the running instance serves, or refuses so that the command
     // runs it itself.
@@ -71,7 +76,13 @@ private:
     void announceMissingTray();
     void watchForTrayHost();
     void restartForTrayHost();
-    void showCaptureAlert(const ScreenshotOutcome &outcome);
+    // Whether the screen can be read now; if not, the alert that says why is up.
+    bool passesCaptureGate(CaptureServices &services);
+    void showCaptureAlert(ScreenshotOutcome::Kind kind, const QString &message);
+    void recordTarget(const Result<std::optional<TargetSelector::Selection>> &chosen);
+    void recordingFinished(const Result<QString> &file);
+    // Delivers the recordings that a Qorvel which died left behind, then purges what is old.
+    void recoverRecordings();
     void removeFromCatbox(const UploadRecord &record);
     void notify(const QString &title, const QString &body, bool failure);
 
@@ -88,6 +99,8 @@ private:
     std::unique_ptr<PopupShortcutFilter> m_popupShortcuts;
     std::unique_ptr<StatusItemController> m_statusItem;
     std::unique_ptr<TrayHostWatch> m_trayHostWatch;
+    std::unique_ptr<RecordingOverlays> m_recordingOverlays;
+    std::unique_ptr<RecordingController> m_recorder;
     // Deletions on their way: each uploader lives until its answer has come.
     std::list<std::unique_ptr<Uploader>> m_removals;
 };

@@ -12,6 +12,8 @@
 #include "MediaVideoWriterFactory.h"
 #include "OverlayTargetSelector.h"
 #include "QtClipboard.h"
+#include "RecordingFiles.h"
+#include "RecordingOverlayWindows.h"
 #include "SecretServiceStore.h"
 #include "TrayHostWatch.h"
 #include "UnixSignalWatcher.h"
@@ -307,6 +309,30 @@ FrameSourceFactory CompositionRoot::frameSources()
 VideoFileWriterFactory CompositionRoot::videoWriters()
 {
     return [](const QString &path, const VideoEncodingPlan &plan) { return MediaVideoWriterFactory::open(path, plan); };
+}
+
+RecordingController::MakeSession CompositionRoot::recordingSessions()
+{
+    return [this](const CaptureTarget &target) -> Result<std::unique_ptr<RecordingSession>> {
+        const Result<std::shared_ptr<ScreenCapturePlatform>> screen = screenCapture(X11Grabber::Pattern::repeated);
+        if (!screen)
+            return screen.error();
+        const Result<QString> path = RecordingFiles(m_stagingFolders.recordings()).makeRecordingURL();
+        if (!path)
+            return path.error();
+        return RecordingSession::create(
+            target, *path, readRecordingSettings(m_preferences), **screen, frameSources(), videoWriters());
+    };
+}
+
+std::unique_ptr<RecordingOverlays> CompositionRoot::makeRecordingOverlays()
+{
+    return std::make_unique<RecordingOverlayWindows>();
+}
+
+LeftoverRecordings::Recover CompositionRoot::recordingRecovery()
+{
+    return [](const QString &path) { return MediaVideoWriterFactory::recover(path); };
 }
 
 std::unique_ptr<ShutterSound> CompositionRoot::makeShutterSound()

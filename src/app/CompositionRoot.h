@@ -3,7 +3,9 @@
 #include "CaptureServices.h"
 #include "FrameSource.h"
 #include "InstanceChannel.h"
+#include "LeftoverRecordings.h"
 #include "Preferences.h"
+#include "RecordingController.h"
 #include "ScreenCapturePlatform.h"
 #include "SecretStore.h"
 #include "StagingFolders.h"
@@ -113,6 +115,12 @@ public:
     // Where a recording's frames come from, and what writes them into a file.
     static FrameSourceFactory frameSources();
     static VideoFileWriterFactory videoWriters();
+    // A recording of a target prepared in the Recordings staging folder, with the settings as
+    // they are when it starts. Needs screenCapture().
+    RecordingController::MakeSession recordingSessions();
+    // The countdown and the frame, as windows on this desktop.
+    static std::unique_ptr<RecordingOverlays> makeRecordingOverlays();
+    static LeftoverRecordings::Recover recordingRecovery();
     static std::unique_ptr<Clipboard> makeClipboard();
     static std::unique_ptr<ShutterSound> makeShutterSound();
 

@@ -16,7 +16,9 @@ RecordingController::RecordingController(Parts parts, QObject *parent)
 
 RecordingController::~RecordingController()
 {
-    if (m_session && m_phase != Phase::finishing)
+    // A recording still being prepared leaves nothing; one under way stays on the disk, and
+    // the next start recovers and delivers it.
+    if (m_session && m_phase == Phase::starting)
         m_session->cancel();
 }
 

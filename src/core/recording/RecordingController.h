@@ -24,10 +24,12 @@ class RecordingController : public QObject
 public:
     enum class Phase { idle, starting, recording, finishing };
 
+    // A prepared session for the target: settings read, file named, writer made.
+    using MakeSession = std::function<Result<std::unique_ptr<RecordingSession>>(const CaptureTarget &target)>;
+
     struct Parts
     {
-        // A prepared session for the target: settings read, file named, writer made.
-        std::function<Result<std::unique_ptr<RecordingSession>>(const CaptureTarget &target)> makeSession;
+        MakeSession makeSession;
         RecordingOverlays &overlays;
         std::function<bool()> countdownWanted; // the "videoCountdown" preference, read at each start
         // The cancel shortcut (Escape) is held only while a recording is prepared or runs.
