@@ -36,8 +36,10 @@ struct HeldWriter : VideoFileWriter
 {
     std::counting_semaphore<64> go{0};
     std::atomic<qint64> written{0};
-    void append(const VideoFrame &) override
+    void append(const VideoFrame &frame) override
     {
+        if (frame.image.isNull())
+            return;
         go.acquire();
         ++written;
     }

@@ -118,6 +118,15 @@ void RecordingSession::takeFrame(VideoFrame frame)
 {
     if (frame.status != VideoFrame::Status::complete) {
         ++m_idle;
+        // The writer still hears of the time passing, so that the last picture of a screen
+        // that has gone still reaches the disk; never at the cost of a queue of work.
+        if (m_pending.load() == 0) {
+            ++m_pending;
+            m_queue->post([this, frame = std::move(frame)] {
+                m_writer->append(frame);
+                --m_pending;
+            });
+        }
         return;
     }
     if (m_pending.load() >= maximumPendingFrames) {

@@ -18,7 +18,8 @@ public:
     virtual ~VideoFileWriter() = default;
 
     // Offers one frame. The first accepted frame starts the file and its time becomes zero;
-    // a frame the writer cannot take now (not started, failed, busy) is dropped.
+    // a frame the writer cannot take now (not started, failed, busy) is dropped. An idle frame
+    // (no image) says that nothing changed up to its time.
     virtual void append(const VideoFrame &frame) = 0;
 
     // Ends the file, the last frame lasting until `endTime` when that is later than it. No

@@ -194,9 +194,14 @@ Result<Bitmap> scaled(const AVFrame *frame, QSize size)
             brightness, contrast, saturation);
     }
 
-    Bitmap bitmap = Bitmap::allocate(size);
-    uint8_t *const target[4] = {bitmap.bits(), nullptr, nullptr, nullptr};
-    const int targetStride[4] = {int(bitmap.bytesPerLine()), 0, 0, 0};
+    // The scaler's vector code writes whole blocks of pixels, past the end of a row whose width
+    // is no multiple of the block (and so past the end of the last row): every row gets room to
+    // spare, and the buffer one row more.
+    const qsizetype stride = (qsizetype(size.width()) * 4 + 63) / 64 * 64;
+    const std::shared_ptr<uchar[]> memory(new uchar[stride * (size.height() + 1)]());
+    const Bitmap bitmap(size, stride, memory.get(), std::shared_ptr<const void>(memory, memory.get()));
+    uint8_t *const target[4] = {memory.get(), nullptr, nullptr, nullptr};
+    const int targetStride[4] = {int(stride), 0, 0, 0};
     if (sws_scale(scaler.get(), frame->data, frame->linesize, 0, frame->height, target, targetStride) <= 0)
         return failure(QStringLiteral("scaling %1x%2 to %3x%4")
                            .arg(frame->width)

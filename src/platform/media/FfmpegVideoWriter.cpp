@@ -25,12 +25,9 @@ constexpr AVRational timeBase{1, 90000};
 constexpr int64_t frameTicks = 3000; // 1/30 s
 constexpr int framesPerSecond = 30;
 constexpr int keyFrameInterval = 300;
+constexpr int64_t stillRepeatTicks = 90000; // a second
 constexpr qint64 spaceMargin = qint64(64) << 20;
 constexpr int ioBufferSize = 1 << 16;
-// A fragment is closed, and can be read back, after this much video (microseconds). Each one
-// goes to the kernel as it is closed and to the disk within a second, so with the encoder's
-// delay of a few frames a killed process loses less than a second.
-constexpr const char *fragmentDuration = "300000";
 
 Error writerFailed(const QString &message, const QString &detail = {})
 {
@@ -190,6 +187,10 @@ Result<std::unique_ptr<VideoFileWriter>> FfmpegVideoWriter::open(const QString &
     av_dict_set(&options.entries, "preset", presetFor(plan.codec, plan.width * plan.height), 0);
     av_dict_set(&options.entries, "crf", QByteArray::number(constantRateFactor(plan.codec, plan.quality), 'f', 1), 0);
     av_dict_set(&options.entries, "profile", plan.codec == VideoCodec::hevc ? "main" : "high", 0);
+    // Every picture sent comes out at once, rather than after a lookahead of a dozen pictures,
+    // which on a screen that changes now and then would hold back many seconds of the recording
+    // from the disk.
+    av_dict_set(&options.entries, "tune", "zerolatency", 0);
     if (plan.codec == VideoCodec::hevc)
         av_dict_set(&options.entries, "x265-params", "log-level=error", 0);
     if (const int code = avcodec_open2(encoder.get(), codec, &options.entries); code < 0) {
@@ -206,6 +207,7 @@ FfmpegVideoWriter::FfmpegVideoWriter(QString path, VideoEncodingPlan plan, Codec
     , m_encoder(std::move(encoder))
     , m_picture(av_frame_alloc())
     , m_packet(av_packet_alloc())
+    , m_held(av_packet_alloc())
 {
     m_picture->format = AV_PIX_FMT_YUV420P;
     m_picture->width = int(m_plan.width);
@@ -280,8 +282,8 @@ Result<void> FfmpegVideoWriter::startFile()
     m_stream->avg_frame_rate = AVRational{framesPerSecond, 1};
 
     Options options;
-    av_dict_set(&options.entries, "movflags", "frag_keyframe+empty_moov+default_base_moof", 0);
-    av_dict_set(&options.entries, "frag_duration", fragmentDuration, 0);
+    // Fragments are cut by hand, one for each picture (see writePackets()).
+    av_dict_set(&options.entries, "movflags", "frag_custom+empty_moov+default_base_moof", 0);
     if (const int code = avformat_write_header(m_output.get(), &options.entries); code < 0)
         return writeFailure(QStringLiteral("header"), code);
     m_lastSync = RecordingClock::now();
@@ -290,8 +292,12 @@ Result<void> FfmpegVideoWriter::startFile()
 
 void FfmpegVideoWriter::append(const VideoFrame &frame)
 {
-    if (m_failure || frame.image.isNull())
+    if (m_failure)
         return;
+    if (frame.image.isNull()) {
+        repeatLastPicture(frame.presentationTime);
+        return;
+    }
     if (!m_firstTime) {
         if (Result<void> started = startFile(); !started) {
             m_failure = started.error();
@@ -314,6 +320,21 @@ void FfmpegVideoWriter::append(const VideoFrame &frame)
         return;
     m_lastPresentationTime = pts;
     ++m_framesWritten;
+    syncToDisk(false);
+}
+
+void FfmpegVideoWriter::repeatLastPicture(RecordingClock::time_point time)
+{
+    // The picture on the disk waits for the next one to say how long it lasts; on a still
+    // screen that is this repeat, once a second, a few bytes each.
+    if (!m_lastPresentationTime)
+        return;
+    const int64_t pts = ticksSince(*m_firstTime, time);
+    if (pts - *m_lastPresentationTime < stillRepeatTicks || av_frame_make_writable(m_picture.get()) < 0)
+        return;
+    m_picture->pts = pts;
+    if (encode(m_picture.get()))
+        m_lastPresentationTime = pts;
     syncToDisk(false);
 }
 
@@ -368,16 +389,34 @@ bool FfmpegVideoWriter::writePackets()
             return false;
         }
         m_packet->stream_index = m_stream->index;
-        m_packet->duration = frameTicks;
         av_packet_rescale_ts(m_packet.get(), m_encoder->time_base, m_stream->time_base);
-        const int code = av_write_frame(m_output.get(), m_packet.get());
-        av_packet_unref(m_packet.get());
-        avio_flush(m_output->pb);
-        if (code < 0) {
-            m_failure = writeFailure(QStringLiteral("writing"), code);
-            return false;
+        // A fragment's times are the sum of its pictures' durations, so each picture waits for
+        // the next one, which tells how long it is shown.
+        if (m_held->data) {
+            m_held->duration = std::max<int64_t>(m_packet->dts - m_held->dts, 1);
+            if (!writeHeld())
+                return false;
         }
+        av_packet_move_ref(m_held.get(), m_packet.get());
     }
+}
+
+bool FfmpegVideoWriter::writeHeld()
+{
+    int code = av_write_frame(m_output.get(), m_held.get());
+    av_packet_unref(m_held.get());
+    // A screen that stops changing sends no more pictures, so a fragment waiting for the next
+    // one could wait for ever: each picture closes its own, which goes to the kernel at once
+    // and to the disk within a second. The moof boxes this costs go when finish() rewrites
+    // the file.
+    if (code >= 0)
+        code = av_write_frame(m_output.get(), nullptr);
+    avio_flush(m_output->pb);
+    if (code < 0) {
+        m_failure = writeFailure(QStringLiteral("writing"), code);
+        return false;
+    }
+    return true;
 }
 
 void FfmpegVideoWriter::syncToDisk(bool force)
@@ -428,6 +467,10 @@ Result<QString> FfmpegVideoWriter::finish(std::optional<RecordingClock::time_poi
         }
         if (!m_failure)
             encode(nullptr);
+        if (!m_failure && m_held->data) {
+            m_held->duration = av_rescale_q(frameTicks, timeBase, m_stream->time_base);
+            writeHeld();
+        }
         if (const int code = av_write_trailer(m_output.get()); code < 0 && !m_failure)
             m_failure = writeFailure(QStringLiteral("finishing"), code);
         if (!m_failure)

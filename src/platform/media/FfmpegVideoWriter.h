@@ -39,7 +39,9 @@ private:
     // Into m_picture, at the plan's size.
     bool convert(const Bitmap &image);
     bool encode(const AVFrame *frame);
+    void repeatLastPicture(RecordingClock::time_point time);
     bool writePackets();
+    bool writeHeld();
     void syncToDisk(bool force);
     void closeFile();
     Error writeFailure(const QString &step, int code) const;
@@ -57,6 +59,8 @@ private:
     QSize m_scaledFrom;
     FramePtr m_picture;
     PacketPtr m_packet;
+    // The last picture out of the encoder, written once the next one says how long it lasts.
+    PacketPtr m_held;
     int m_fd = -1;
     int m_writeErrno = 0;
 

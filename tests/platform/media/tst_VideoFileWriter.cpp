@@ -191,9 +191,17 @@ private Q_SLOTS:
                 QStringLiteral("-show_entries"), QStringLiteral("frame=key_frame"), QStringLiteral("-of"),
                 QStringLiteral("csv=p=0"), file});
         QVERIFY(ffprobe.waitForFinished(30000));
-        const QList<QByteArray> keys = ffprobe.readAllStandardOutput().split('\n');
+        const QList<QByteArray> keys = ffprobe.readAllStandardOutput().trimmed().split('\n');
+        QCOMPARE(keys.size(), 331); // the last picture once more, at the stop
         QVERIFY(keys.value(0).startsWith("1"));
-        QVERIFY(keys.value(300).startsWith("1"));
+        qsizetype last = 0;
+        for (qsizetype i = 1; i < keys.size(); ++i) {
+            if (keys.at(i).startsWith("1")) {
+                QVERIFY(i - last <= 300);
+                last = i;
+            }
+        }
+        QVERIFY(keys.size() - last <= 300);
     }
 
     void aRecordingWithoutFramesLeavesNothing()
