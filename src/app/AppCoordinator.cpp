@@ -7,8 +7,8 @@
 #include "FreedesktopNotifier.h"
 #include "HotKeyService.h"
 #include "InstanceCommands.h"
-#include "Name.h"
 #include "LeftoverRecordings.h"
+#include "Name.h"
 #include "PopupShortcutFilter.h"
 #include "RecordingController.h"
 #include "RecordingOverlays.h"
@@ -184,8 +184,8 @@ void AppCoordinator::restartForTrayHost()
     // nothing: no selection open, no upload or deletion under way, and no clipboard of ours
     // (an X11 clipboard lives in the process that filled it).
     const bool busy = (m_capture && (m_capture->screenshots->isSelecting() || m_capture->output->runningUploads() > 0))
-        || (m_recorder && m_recorder->phase() != RecordingController::Phase::idle)
-        || !m_removals.empty() || QGuiApplication::clipboard()->ownsClipboard();
+        || (m_recorder && m_recorder->phase() != RecordingController::Phase::idle) || !m_removals.empty()
+        || QGuiApplication::clipboard()->ownsClipboard();
     if (busy) {
         constexpr std::chrono::seconds retry{10};
         QTimer::singleShot(retry, this, &AppCoordinator::restartForTrayHost);

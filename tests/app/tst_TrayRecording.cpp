@@ -54,9 +54,9 @@ int notificationsTitled(const QString &summary)
 QString probed(const QString &file, const QString &entries)
 {
     QProcess ffprobe;
-    ffprobe.start(QStringLiteral("ffprobe"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-of"),
-                                                 QStringLiteral("default=nw=1:nk=1"), QStringLiteral("-show_entries"),
-                                                 entries, file});
+    ffprobe.start(QStringLiteral("ffprobe"),
+        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-of"), QStringLiteral("default=nw=1:nk=1"),
+            QStringLiteral("-show_entries"), entries, file});
     ffprobe.waitForFinished(60'000);
     return QString::fromUtf8(ffprobe.readAllStandardOutput()).trimmed().replace(QLatin1Char('\n'), QLatin1Char(' '));
 }
@@ -70,9 +70,9 @@ bool isFrameRed(const uchar *rgb)
 qint64 redPixelsInFile(const QString &file)
 {
     QProcess ffmpeg;
-    ffmpeg.start(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), file,
-                                               QStringLiteral("-f"), QStringLiteral("rawvideo"),
-                                               QStringLiteral("-pix_fmt"), QStringLiteral("rgb24"), QStringLiteral("-")});
+    ffmpeg.start(QStringLiteral("ffmpeg"),
+        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), file, QStringLiteral("-f"),
+            QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"), QStringLiteral("rgb24"), QStringLiteral("-")});
     ffmpeg.waitForFinished(60'000);
     const QByteArray pixels = ffmpeg.readAllStandardOutput();
     qint64 red = 0;
@@ -160,8 +160,8 @@ private:
     bool escapeFree()
     {
         xcb_connection_t *c = m_other->get();
-        xcb_generic_error_t *error = xcb_request_check(c,
-            xcb_grab_key_checked(c, 1, m_other->root(), 0, escapeKey, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+        xcb_generic_error_t *error = xcb_request_check(
+            c, xcb_grab_key_checked(c, 1, m_other->root(), 0, escapeKey, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
         if (!error)
             xcb_ungrab_key(c, escapeKey, m_other->root(), 0);
         xcb_flush(c);
@@ -234,8 +234,9 @@ private Q_SLOTS:
     void aClosedWindowDeliversWhatWasRecorded()
     {
         QProcess xterm;
-        xterm.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("60x20+900+300"),
-                                                 QStringLiteral("-e"), QStringLiteral("top -d 0.3")});
+        xterm.start(QStringLiteral("xterm"),
+            {QStringLiteral("-geometry"), QStringLiteral("60x20+900+300"), QStringLiteral("-e"),
+                QStringLiteral("top -d 0.3")});
         QVERIFY(xterm.waitForStarted());
         QTest::qWait(1500);
         xdotool(QStringLiteral("mousemove 1050 450"));
@@ -247,8 +248,8 @@ private Q_SLOTS:
         xterm.kill();
         QTRY_COMPARE_WITH_TIMEOUT(notificationsTitled(QStringLiteral("Recording saved")), 2, 30'000);
         QCOMPARE(recordings().size(), 2);
-        const double duration = probed(desktop().filePath(recordings().constLast()), QStringLiteral("format=duration"))
-                                    .toDouble();
+        const double duration
+            = probed(desktop().filePath(recordings().constLast()), QStringLiteral("format=duration")).toDouble();
         QVERIFY2(duration > 1.5, qPrintable(QString::number(duration)));
         QTRY_VERIFY(escapeFree());
     }
