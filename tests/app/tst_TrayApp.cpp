@@ -23,30 +23,10 @@ class tst_TrayApp : public QObject
 
 private:
     QProcess m_qorvel;
-    QByteArray m_errors;
-    int m_paints = 0;
+    OverlayPaints m_overlay{m_qorvel};
     TrayMenu m_tray;
 
     static QDir desktop() { return QDir(QDir::home().filePath(QStringLiteral("Desktop"))); }
-
-    static void xdotool(const QString &arguments)
-    {
-        QProcess::execute(QStringLiteral("xdotool"), arguments.split(QLatin1Char(' ')));
-    }
-
-    // Waits for the overlay's next first paint: from then on it takes the pointer.
-    bool overlayPainted()
-    {
-        const bool painted = QTest::qWaitFor(
-            [this] {
-                m_errors += m_qorvel.readAllStandardError();
-                return m_errors.count("first paint") > m_paints;
-            },
-            10'000);
-        m_paints = int(m_errors.count("first paint"));
-        QTest::qWait(100);
-        return painted;
-    }
 
     bool overlayClosed()
     {
@@ -108,7 +88,7 @@ private Q_SLOTS:
         QVERIFY(m_tray.waitForItem());
         xdotool(QStringLiteral("mousemove 300 200"));
         xdotool(QStringLiteral("key shift+alt+4"));
-        QVERIFY(overlayPainted());
+        QVERIFY(m_overlay.next());
         for (const QString &step : {QStringLiteral("mousedown 1"), QStringLiteral("mousemove 400 250"),
                  QStringLiteral("mousemove 600 350"), QStringLiteral("mouseup 1")}) {
             xdotool(step);
@@ -145,7 +125,7 @@ private Q_SLOTS:
     {
         const int files = int(desktop().entryList({QStringLiteral("*.png")}).size());
         xdotool(QStringLiteral("key shift+alt+4"));
-        QVERIFY(overlayPainted());
+        QVERIFY(m_overlay.next());
         xdotool(QStringLiteral("key shift+alt+4"));
         QVERIFY(overlayClosed());
 
@@ -153,7 +133,7 @@ private Q_SLOTS:
         command.start(QStringLiteral(QORVEL_EXECUTABLE), {QStringLiteral("--take-screenshot")});
         QVERIFY(command.waitForFinished(10'000));
         QCOMPARE(command.exitCode(), 0);
-        QVERIFY(overlayPainted());
+        QVERIFY(m_overlay.next());
         xdotool(QStringLiteral("key Escape"));
         QVERIFY(overlayClosed());
         QTest::qWait(300);

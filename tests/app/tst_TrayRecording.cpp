@@ -19,11 +19,6 @@ namespace {
 
 constexpr xcb_keycode_t escapeKey = 9;
 
-void xdotool(const QString &arguments)
-{
-    QProcess::execute(QStringLiteral("xdotool"), arguments.split(QLatin1Char(' ')));
-}
-
 QDir desktop()
 {
     return QDir(QDir::home().filePath(QStringLiteral("Desktop")));
@@ -100,8 +95,7 @@ class tst_TrayRecording : public QObject
 
 private:
     QProcess m_qorvel;
-    QByteArray m_errors;
-    int m_paints = 0;
+    OverlayPaints m_overlay{m_qorvel};
     TrayMenu m_tray;
     std::shared_ptr<X11Connection> m_other; // another program on the same display
 
@@ -110,8 +104,7 @@ private:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
         m_qorvel.setProcessEnvironment(environment);
-        m_errors.clear();
-        m_paints = 0;
+        m_overlay.restart();
         m_qorvel.start(QStringLiteral(QORVEL_EXECUTABLE), {});
         QVERIFY(m_qorvel.waitForStarted());
         QVERIFY(m_tray.waitForItem());
@@ -126,25 +119,12 @@ private:
         preferences.setValue(QStringLiteral("videoCountdown"), on);
     }
 
-    bool overlayPainted()
-    {
-        const bool painted = QTest::qWaitFor(
-            [this] {
-                m_errors += m_qorvel.readAllStandardError();
-                return m_errors.count("first paint") > m_paints;
-            },
-            10'000);
-        m_paints = int(m_errors.count("first paint"));
-        QTest::qWait(100);
-        return painted;
-    }
-
     // Opens the overlay with the shortcut and drags over 300 × 150 pixels at (300, 200).
     bool dragArea()
     {
         xdotool(QStringLiteral("mousemove 300 200"));
         xdotool(QStringLiteral("key shift+alt+5"));
-        if (!overlayPainted())
+        if (!m_overlay.next())
             return false;
         for (const QString &step : {QStringLiteral("mousedown 1"), QStringLiteral("mousemove 400 250"),
                  QStringLiteral("mousemove 600 350"), QStringLiteral("mouseup 1")}) {
@@ -241,7 +221,7 @@ private Q_SLOTS:
         QTest::qWait(1500);
         xdotool(QStringLiteral("mousemove 1050 450"));
         xdotool(QStringLiteral("key shift+alt+5"));
-        QVERIFY(overlayPainted());
+        QVERIFY(m_overlay.next());
         xdotool(QStringLiteral("click 1"));
         QTRY_VERIFY_WITH_TIMEOUT(recording(), 10'000);
         QTest::qWait(2000);

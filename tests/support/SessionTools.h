@@ -93,3 +93,46 @@ inline QString firstDifference(const QImage &actual, const QImage &expected)
                     .arg(b.pixel(x, y), 0, 16);
     return {};
 }
+
+// Runs xdotool with space-separated arguments: keys, pointer moves and clicks as a user makes them.
+inline void xdotool(const QString &arguments)
+{
+    QProcess::execute(QStringLiteral("xdotool"), arguments.split(QLatin1Char(' ')));
+}
+
+// The selection overlay of a Qorvel started with QT_LOGGING_RULES=qorvel.overlay.timing=true,
+// which logs each first paint to standard error.
+class OverlayPaints
+{
+public:
+    explicit OverlayPaints(QProcess &qorvel)
+        : m_qorvel(qorvel)
+    {
+    }
+
+    // Waits for the overlay's next first paint: from then on it takes the pointer.
+    bool next()
+    {
+        const bool painted = QTest::qWaitFor(
+            [this] {
+                m_errors += m_qorvel.readAllStandardError();
+                return m_errors.count("first paint") > m_seen;
+            },
+            10'000);
+        m_seen = int(m_errors.count("first paint"));
+        QTest::qWait(100);
+        return painted;
+    }
+
+    // For a new process on the same QProcess.
+    void restart()
+    {
+        m_errors.clear();
+        m_seen = 0;
+    }
+
+private:
+    QProcess &m_qorvel;
+    QByteArray m_errors;
+    int m_seen = 0;
+};
