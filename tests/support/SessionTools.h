@@ -118,7 +118,7 @@ public:
                 m_errors += m_qorvel.readAllStandardError();
                 return m_errors.count("first paint") > m_seen;
             },
-            10'000);
+            15'000);
         m_seen = int(m_errors.count("first paint"));
         QTest::qWait(100);
         return painted;
