@@ -9,6 +9,7 @@
 #include "InstanceCommands.h"
 #include "LeftoverRecordings.h"
 #include "Name.h"
+#include "OffMainThread.h"
 #include "PopupShortcutFilter.h"
 #include "RecordingController.h"
 #include "RecordingOverlays.h"
@@ -30,7 +31,6 @@
 #include <QDir>
 #include <QLoggingCategory>
 #include <QProcess>
-#include <QThreadPool>
 #include <QTimer>
 #include <QUrl>
 
@@ -228,51 +228,42 @@ InstanceChannel::Cancel AppCoordinator::serveCommand(
     return m_commands->run(command, reply);
 }
 
-void AppCoordinator::takeScreenshot()
+CaptureServices *AppCoordinator::beginSelection()
 {
     const Result<CaptureServices *> services = captureServices();
     if (!services) {
         WarningAlert::show(QStringLiteral("Screen capture is unavailable"), services.error().message);
-        return;
+        return nullptr;
     }
-    ScreenshotService &screenshots = *(*services)->screenshots;
     // Chosen in the tray menu or pressed while it is open: the menu holds the pointer and the
     // keyboard, which the overlay needs.
     if (QWidget *popup = QApplication::activePopupWidget())
         popup->close();
     // A second press while the overlay is up closes it, and that is all it does.
-    if (screenshots.isSelecting()) {
-        screenshots.cancelSelection();
-        return;
+    if ((*services)->screenshots->isSelecting()) {
+        (*services)->screenshots->cancelSelection();
+        return nullptr;
     }
-    screenshots.take(ScreenshotRequest::userSelection(), [this](const ScreenshotOutcome &outcome) {
+    return *services;
+}
+
+void AppCoordinator::takeScreenshot()
+{
+    CaptureServices *services = beginSelection();
+    if (!services)
+        return;
+    services->screenshots->take(ScreenshotRequest::userSelection(), [this](const ScreenshotOutcome &outcome) {
         // Failures of the capture itself are notified by the service; only the gate's answers
         // need a word from here.
-        showCaptureAlert(outcome.kind, outcome.error.message);
+        showCaptureAlert(outcome);
     });
 }
 
-bool AppCoordinator::passesCaptureGate(CaptureServices &services)
+void AppCoordinator::showCaptureAlert(const ScreenshotOutcome &outcome)
 {
-    const ScreenRecordingPermission::Status status = services.permission->currentStatus();
-    switch (status.kind) {
-    case ScreenRecordingPermission::Status::Kind::granted:
-        return true;
-    case ScreenRecordingPermission::Status::Kind::denied:
-        showCaptureAlert(ScreenshotOutcome::Kind::permissionMissing, QString());
-        return false;
-    case ScreenRecordingPermission::Status::Kind::failed:
-        showCaptureAlert(ScreenshotOutcome::Kind::unavailable, status.message);
-        return false;
-    }
-    return false;
-}
-
-void AppCoordinator::showCaptureAlert(ScreenshotOutcome::Kind kind, const QString &message)
-{
-    switch (kind) {
+    switch (outcome.kind) {
     case ScreenshotOutcome::Kind::unavailable:
-        WarningAlert::show(QStringLiteral("Screen capture is unavailable"), message);
+        WarningAlert::show(QStringLiteral("Screen capture is unavailable"), outcome.error.message);
         return;
     case ScreenshotOutcome::Kind::permissionMissing:
         ChoiceAlert::ask(QStringLiteral("Qorvel needs the Screen Recording permission"),
@@ -314,11 +305,6 @@ RecordingController &AppCoordinator::recorder()
 
 void AppCoordinator::toggleRecording()
 {
-    const Result<CaptureServices *> services = captureServices();
-    if (!services) {
-        WarningAlert::show(QStringLiteral("Screen capture is unavailable"), services.error().message);
-        return;
-    }
     switch (recorder().phase()) {
     case RecordingController::Phase::recording:
         // Not inside the menu's or the hot key's own handler: stopping hides windows.
@@ -330,16 +316,14 @@ void AppCoordinator::toggleRecording()
     case RecordingController::Phase::idle:
         break;
     }
-    if (QWidget *popup = QApplication::activePopupWidget())
-        popup->close();
-    // A second press while the overlay is up closes it, and that is all it does.
-    if ((*services)->screenshots->isSelecting()) {
-        (*services)->screenshots->cancelSelection();
+    CaptureServices *services = beginSelection();
+    if (!services)
+        return;
+    if (std::optional<ScreenshotOutcome> blocked = services->screenshots->blockedCapture()) {
+        showCaptureAlert(*blocked);
         return;
     }
-    if (!passesCaptureGate(**services))
-        return;
-    (*services)->selector->select(m_root.preferences().boolValue(PreferenceKey::showMagnifier),
+    services->selector->select(m_root.preferences().boolValue(PreferenceKey::showMagnifier),
         [this](const Result<std::optional<TargetSelector::Selection>> &chosen) { recordTarget(chosen); });
 }
 
@@ -372,19 +356,17 @@ void AppCoordinator::recoverRecordings()
         return;
     }
     // Rewriting a long recording takes a while: the tray is usable meanwhile.
-    QPointer<AppCoordinator> self(this);
-    QThreadPool::globalInstance()->start(
-        [self, folder = m_root.stagingFolders().recordings(), recover = CompositionRoot::recordingRecovery()]() {
-            const QStringList recovered = LeftoverRecordings::recover(folder, recover);
-            QMetaObject::invokeMethod(self, [self, recovered]() {
-                if (!self)
-                    return;
-                for (const QString &file : recovered)
-                    self->recordingFinished(file);
-                // Only now: an old recording must be recovered before it is purged. A recovered
-                // file was just written again, so the purge leaves it to its delivery.
-                self->m_root.sweepLeftovers();
-            });
+    offMainThread(
+        this,
+        [folder = m_root.stagingFolders().recordings(), recover = CompositionRoot::recordingRecovery()] {
+            return LeftoverRecordings::recover(folder, recover);
+        },
+        [this](const QStringList &recovered) {
+            for (const QString &file : recovered)
+                recordingFinished(file);
+            // Only now: an old recording must be recovered before it is purged. A recovered
+            // file was just written again, so the purge leaves it to its delivery.
+            m_root.sweepLeftovers();
         });
 }
 

@@ -76,9 +76,10 @@ private:
     void announceMissingTray();
     void watchForTrayHost();
     void restartForTrayHost();
-    // Whether the screen can be read now; if not, the alert that says why is up.
-    bool passesCaptureGate(CaptureServices &services);
-    void showCaptureAlert(ScreenshotOutcome::Kind kind, const QString &message);
+    // The start of both flows: the capture services, with the tray menu closed; none when the
+    // flow ends here (no capture in this session, or a second press closed the overlay).
+    CaptureServices *beginSelection();
+    void showCaptureAlert(const ScreenshotOutcome &outcome);
     void recordTarget(const Result<std::optional<TargetSelector::Selection>> &chosen);
     void recordingFinished(const Result<QString> &file);
     // Delivers the recordings that a Qorvel which died left behind, then purges what is old.

@@ -3,13 +3,13 @@
 #include "ExclusiveFile.h"
 #include "FileNameTemplate.h"
 #include "MultipartBody.h"
+#include "OffMainThread.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
-#include <QThreadPool>
 
 namespace {
 
@@ -93,17 +93,6 @@ CaptureOutput::CaptureOutput(Services services, QObject *parent)
 
 CaptureOutput::~CaptureOutput() = default;
 
-template <typename Work, typename Then> void CaptureOutput::offMainThread(Work work, Then then)
-{
-    QThreadPool::globalInstance()->start([this, work = std::move(work), then = std::move(then)]() mutable {
-        auto result = work();
-        // Dropped, not run, when this output is gone by then.
-        QMetaObject::invokeMethod(
-            this, [then = std::move(then), result = std::move(result)]() mutable { then(std::move(result)); },
-            Qt::QueuedConnection);
-    });
-}
-
 void CaptureOutput::upload(const QString &path, std::function<void(Result<UploadResult>)> then)
 {
     Result<std::unique_ptr<Uploader>> uploader = m_services.makeUploader();
@@ -151,6 +140,7 @@ void CaptureOutput::saveScreenshot(const std::shared_ptr<ScreenshotJob> &job)
     }
     const QString folder = m_services.preferences.folder(PreferenceKey::screenshotSaveFolderPath);
     offMainThread(
+        this,
         [shot, folder, baseName = job->baseName]() -> Result<QString> {
             if (!shot.savePath.isEmpty()) {
                 if (Result<void> written = ExclusiveFile::write(shot.savePath, *shot.data); !written)
@@ -198,6 +188,7 @@ void CaptureOutput::uploadScreenshot(const std::shared_ptr<ScreenshotJob> &job)
     }
     // Not saved for the user: the upload reads a private copy that goes when it is done.
     offMainThread(
+        this,
         [folder = m_services.staging.uploads(), baseName = job->baseName, data = *shot.data,
             extension = fileExtension(shot.format), &temporaries = m_services.temporaries]() {
             Result<QString> staged = writeNamed(folder, true, baseName, extension, data);
@@ -243,6 +234,7 @@ void CaptureOutput::finishScreenshot(const std::shared_ptr<ScreenshotJob> &job)
     }
     const QString folder = m_services.preferences.folder(PreferenceKey::screenshotSaveFolderPath);
     offMainThread(
+        this,
         [folder, baseName = job->baseName, data = *shot.data, extension = fileExtension(shot.format)]() {
             return writeNamed(folder, false, baseName, extension, data);
         },
@@ -273,8 +265,11 @@ void CaptureOutput::placeRecording(const std::shared_ptr<RecordingJob> &job)
     const bool save = job->actions.save;
     const QString folder
         = save ? m_services.preferences.folder(PreferenceKey::videoSaveFolderPath) : m_services.staging.recordings();
-    offMainThread([file = job->file, folder, save,
-                      baseName = job->baseName]() { return moveNamed(file, folder, !save, baseName); },
+    offMainThread(
+        this,
+        [file = job->file, folder, save, baseName = job->baseName]() {
+            return moveNamed(file, folder, !save, baseName);
+        },
         [this, job, save](const Result<QString> &moved) {
             if (moved) {
                 job->file = *moved;
@@ -316,6 +311,7 @@ void CaptureOutput::finishRecording(const std::shared_ptr<RecordingJob> &job)
     // The fallback move comes before the copy, so that what the clipboard points at is where
     // the file ends up.
     offMainThread(
+        this,
         [file = job->file, fallback, copyFile, saveFolder, staging,
             baseName = job->baseName]() -> std::pair<QString, bool> {
             QString placed = file;

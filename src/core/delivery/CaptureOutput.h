@@ -83,8 +83,6 @@ private:
     void uploadRecording(const std::shared_ptr<RecordingJob> &job);
     void finishRecording(const std::shared_ptr<RecordingJob> &job);
 
-    // Runs `work` on the thread pool and `then` with its result back on this object's thread.
-    template <typename Work, typename Then> void offMainThread(Work work, Then then);
     void upload(const QString &path, std::function<void(Result<UploadResult>)> then);
 
     Services m_services;

@@ -4,9 +4,8 @@
 #include "ScreenRecordingPermission.h"
 #include "StillCapture.h"
 
+#include "OffMainThread.h"
 #include <QFileInfo>
-#include <QPointer>
-#include <QThreadPool>
 
 namespace {
 
@@ -74,6 +73,20 @@ void ScreenshotService::cancel(Ticket ticket)
         cancelSelection();
 }
 
+std::optional<ScreenshotOutcome> ScreenshotService::blockedCapture()
+{
+    const ScreenRecordingPermission::Status status = m_parts.permission.currentStatus();
+    switch (status.kind) {
+    case ScreenRecordingPermission::Status::Kind::granted:
+        return std::nullopt;
+    case ScreenRecordingPermission::Status::Kind::denied:
+        return outcomeOf(ScreenshotOutcome::Kind::permissionMissing);
+    case ScreenRecordingPermission::Status::Kind::failed:
+        return outcomeOf(ScreenshotOutcome::Kind::unavailable, Error{status.message, QString()});
+    }
+    return std::nullopt;
+}
+
 ScreenshotService::Ticket ScreenshotService::take(const ScreenshotRequest &request, const Completion &done)
 {
     const Ticket ticket = ++m_lastTicket;
@@ -93,15 +106,8 @@ ScreenshotService::Ticket ScreenshotService::take(const ScreenshotRequest &reque
     // the open one before anything else happens.
     cancelSelection();
 
-    const ScreenRecordingPermission::Status status = m_parts.permission.currentStatus();
-    switch (status.kind) {
-    case ScreenRecordingPermission::Status::Kind::granted:
-        break;
-    case ScreenRecordingPermission::Status::Kind::denied:
-        complete(ticket, outcomeOf(ScreenshotOutcome::Kind::permissionMissing));
-        return ticket;
-    case ScreenRecordingPermission::Status::Kind::failed:
-        complete(ticket, outcomeOf(ScreenshotOutcome::Kind::unavailable, Error{status.message, QString()}));
+    if (std::optional<ScreenshotOutcome> blocked = blockedCapture()) {
+        complete(ticket, std::move(*blocked));
         return ticket;
     }
 
@@ -171,30 +177,24 @@ void ScreenshotService::deliver(
         return;
     }
 
-    const QPointer<ScreenshotService> self(this);
-    QThreadPool::globalInstance()->start(
-        [self, encode = m_parts.encode, ticket, request, shot = std::move(shot), quality, handOver]() mutable {
-            Result<QByteArray> data = encode(shot.image, shot.format, shot.scale, quality);
-            if (!self)
+    auto encodeShot = [encode = m_parts.encode, image = shot.image, format = shot.format, scale = shot.scale, quality] {
+        return encode(image, format, scale, quality);
+    };
+    offMainThread(this, std::move(encodeShot),
+        [this, ticket, request, shot = std::move(shot), handOver](Result<QByteArray> data) mutable {
+            if (!data) {
+                fail(ticket, request, Step::encoding, data.error());
                 return;
-            QMetaObject::invokeMethod(
-                self.data(),
-                [self, data = std::move(data), ticket, request, shot = std::move(shot), handOver]() mutable {
-                    if (!data) {
-                        self->fail(ticket, request, Step::encoding, data.error());
-                        return;
-                    }
-                    if (request.toCaller()) {
-                        ScreenshotOutcome outcome;
-                        outcome.kind = ScreenshotOutcome::Kind::encoded;
-                        outcome.encoded = std::move(data).value();
-                        self->complete(ticket, std::move(outcome));
-                        return;
-                    }
-                    shot.data = std::move(data).value();
-                    handOver(std::move(shot));
-                },
-                Qt::QueuedConnection);
+            }
+            if (request.toCaller()) {
+                ScreenshotOutcome outcome;
+                outcome.kind = ScreenshotOutcome::Kind::encoded;
+                outcome.encoded = std::move(data).value();
+                complete(ticket, std::move(outcome));
+                return;
+            }
+            shot.data = std::move(data).value();
+            handOver(std::move(shot));
         });
 }
 

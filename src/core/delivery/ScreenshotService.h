@@ -13,6 +13,7 @@
 #include <QObject>
 
 #include <functional>
+#include <optional>
 
 class ScreenCapturePlatform;
 class ScreenRecordingPermission;
@@ -53,6 +54,10 @@ public:
     // The caller has gone: a selection it waits for closes; a capture already chosen is still
     // delivered (the user made it; nothing is lost), but reports to no one.
     void cancel(Ticket ticket);
+
+    // Why the screen cannot be captured now (permission missing, capture unavailable), if it
+    // cannot: the gate every selection passes first, recordings' too.
+    std::optional<ScreenshotOutcome> blockedCapture();
 
     bool isSelecting() const;
     // Closes the open selection, if any; its request completes as cancelled.

@@ -116,21 +116,14 @@ Result<void> RecordingSession::start()
 
 void RecordingSession::takeFrame(VideoFrame frame)
 {
-    if (frame.status != VideoFrame::Status::complete) {
+    // An idle frame still tells the writer that time passes, so that the last picture of a
+    // screen that has gone still reaches the disk; never at the cost of a queue of work.
+    const bool idle = frame.status != VideoFrame::Status::complete;
+    if (idle)
         ++m_idle;
-        // The writer still hears of the time passing, so that the last picture of a screen
-        // that has gone still reaches the disk; never at the cost of a queue of work.
-        if (m_pending.load() == 0) {
-            ++m_pending;
-            m_queue->post([this, frame = std::move(frame)] {
-                m_writer->append(frame);
-                --m_pending;
-            });
-        }
-        return;
-    }
-    if (m_pending.load() >= maximumPendingFrames) {
-        ++m_dropped;
+    if (m_pending.load() >= (idle ? 1 : maximumPendingFrames)) {
+        if (!idle)
+            ++m_dropped;
         return;
     }
     ++m_pending;

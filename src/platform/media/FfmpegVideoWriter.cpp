@@ -295,7 +295,15 @@ void FfmpegVideoWriter::append(const VideoFrame &frame)
     if (m_failure)
         return;
     if (frame.image.isNull()) {
-        repeatLastPicture(frame.presentationTime);
+        // The picture on the disk waits for the next one to say how long it lasts; on a still
+        // screen that is a repeat, once a second, a few bytes each.
+        if (!m_lastPresentationTime)
+            return;
+        if (const int64_t pts = ticksSince(*m_firstTime, frame.presentationTime);
+            pts - *m_lastPresentationTime >= stillRepeatTicks) {
+            repeatLastPicture(pts);
+            syncToDisk(false);
+        }
         return;
     }
     if (!m_firstTime) {
@@ -323,19 +331,13 @@ void FfmpegVideoWriter::append(const VideoFrame &frame)
     syncToDisk(false);
 }
 
-void FfmpegVideoWriter::repeatLastPicture(RecordingClock::time_point time)
+void FfmpegVideoWriter::repeatLastPicture(int64_t pts)
 {
-    // The picture on the disk waits for the next one to say how long it lasts; on a still
-    // screen that is this repeat, once a second, a few bytes each.
-    if (!m_lastPresentationTime)
-        return;
-    const int64_t pts = ticksSince(*m_firstTime, time);
-    if (pts - *m_lastPresentationTime < stillRepeatTicks || av_frame_make_writable(m_picture.get()) < 0)
+    if (av_frame_make_writable(m_picture.get()) < 0)
         return;
     m_picture->pts = pts;
     if (encode(m_picture.get()))
         m_lastPresentationTime = pts;
-    syncToDisk(false);
 }
 
 bool FfmpegVideoWriter::convert(const Bitmap &image)
@@ -461,10 +463,8 @@ Result<QString> FfmpegVideoWriter::finish(std::optional<RecordingClock::time_poi
     if (!m_failure) {
         // The last picture stays until the stop moment: it is sent once more to end there.
         const int64_t end = endTime ? ticksSince(*m_firstTime, *endTime) : *m_lastPresentationTime;
-        if (end - frameTicks > *m_lastPresentationTime && av_frame_make_writable(m_picture.get()) >= 0) {
-            m_picture->pts = end - frameTicks;
-            encode(m_picture.get());
-        }
+        if (end - frameTicks > *m_lastPresentationTime)
+            repeatLastPicture(end - frameTicks);
         if (!m_failure)
             encode(nullptr);
         if (!m_failure && m_held->data) {

@@ -39,7 +39,8 @@ private:
     // Into m_picture, at the plan's size.
     bool convert(const Bitmap &image);
     bool encode(const AVFrame *frame);
-    void repeatLastPicture(RecordingClock::time_point time);
+    // The last picture once more, shown from `pts` on.
+    void repeatLastPicture(int64_t pts);
     bool writePackets();
     bool writeHeld();
     void syncToDisk(bool force);
