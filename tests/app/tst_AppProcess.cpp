@@ -1,7 +1,6 @@
 #include "QorvelCommand.h"
 #include "SessionTools.h"
 #include "TestFiles.h"
-#include "VisibleWindows.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -24,28 +23,23 @@ namespace {
 const QString serviceName = QStringLiteral("com.vostrink.qorvel");
 constexpr int launchTimeoutMs = 15000;
 
-// The client windows the window manager lists: what a taskbar would show.
-QStringList clientWindows()
+// The titles of the client windows the window manager lists: what a taskbar would show.
+QStringList windowTitles()
 {
-    const QString line
-        = runProgram(QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_NET_CLIENT_LIST")}).text();
-    QStringList ids;
-    for (const QRegularExpressionMatch &match : QRegularExpression(QStringLiteral("0x[0-9a-f]+")).globalMatch(line))
-        ids << match.captured();
-    return ids;
+    const auto xprop
+        = [](const QStringList &arguments) { return runProgram(QStringLiteral("xprop"), arguments).text(); };
+    const QString list = xprop(words("-root _NET_CLIENT_LIST"));
+    QStringList titles;
+    for (const QRegularExpressionMatch &id : QRegularExpression(QStringLiteral("0x[0-9a-f]+")).globalMatch(list))
+        titles << xprop({QStringLiteral("-id"), id.captured(), QStringLiteral("_NET_WM_NAME")}).section(u'"', 1, -2);
+    return titles;
 }
 
-QString windowTitle(const QString &id)
+// A file left `hours` ago, as a process that was killed leaves it.
+void leaveFile(const QString &path, qint64 hours)
 {
-    const QString line
-        = runProgram(QStringLiteral("xprop"), {QStringLiteral("-id"), id, QStringLiteral("_NET_WM_NAME")}).text();
-    const qsizetype quote = line.indexOf(QLatin1Char('"'));
-    return quote < 0 ? QString() : line.mid(quote + 1).chopped(2);
-}
-
-void setAge(const QString &path, qint64 seconds)
-{
-    const timespec when{time(nullptr) - seconds, 0};
+    writeTestFile(path, "left");
+    const timespec when{time(nullptr) - hours * 3600, 0};
     const timespec times[2] = {when, when};
     QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0), 0);
 }
@@ -62,38 +56,19 @@ private:
     QProcessEnvironment m_environment;
     QList<QProcess *> m_running;
 
-    QString stagingFile(const QString &name) const
-    {
-        return m_home.filePath(QStringLiteral("cache/com.vostrink.qorvel/Uploads/") + name);
-    }
-
-    QProcess *launch(QProcess::ProcessChannelMode channels = QProcess::ForwardedErrorChannel)
+    QProcess *launch(
+        const QStringList &arguments = {}, QProcess::ProcessChannelMode channels = QProcess::ForwardedErrorChannel)
     {
         auto process = new QProcess(this);
         process->setProcessEnvironment(m_environment);
         process->setProcessChannelMode(channels);
-        process->start(QStringLiteral(QORVEL_EXECUTABLE), {});
+        process->setWorkingDirectory(m_home.path());
+        process->start(QStringLiteral(QORVEL_EXECUTABLE), arguments);
         m_running << process;
         return process;
     }
 
-    // A launch that should hand over to the primary and exit at once with status 0.
-    void launchSecondary()
-    {
-        QProcess *second = launch();
-        QVERIFY2(second->waitForFinished(launchTimeoutMs), "a second launch did not exit");
-        QCOMPARE(second->exitStatus(), QProcess::NormalExit);
-        QCOMPARE(second->exitCode(), 0);
-    }
-
-    void useBus(bool sessionBus)
-    {
-        if (!sessionBus)
-            m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
-                QStringLiteral("unix:path=") + m_home.filePath(QStringLiteral("no-bus")));
-    }
-
-    bool primaryIsReady(bool sessionBus) const
+    bool primaryIsReady(bool sessionBus = true) const
     {
         if (sessionBus)
             return QDBusConnection::sessionBus().interface()->isServiceRegistered(serviceName);
@@ -110,21 +85,7 @@ private Q_SLOTS:
         m_environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home.filePath(QStringLiteral("config")));
         m_environment.insert(QStringLiteral("XDG_CACHE_HOME"), m_home.filePath(QStringLiteral("cache")));
         m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.filePath(QStringLiteral("runtime")));
-        QVERIFY(QDir().mkpath(m_home.filePath(QStringLiteral("runtime"))));
-        QFile::setPermissions(
-            m_home.filePath(QStringLiteral("runtime")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-
-        QVERIFY(QDir().mkpath(stagingFile(QString())));
-        for (const QString &name : {QStringLiteral("stale.png"), QStringLiteral("fresh.png")}) {
-            QFile file(stagingFile(name));
-            QVERIFY(file.open(QIODevice::WriteOnly));
-        }
-        setAge(stagingFile(QStringLiteral("stale.png")), qint64(25) * 3600);
-        setAge(stagingFile(QStringLiteral("fresh.png")), qint64(23) * 3600);
-        // What killed processes left in the temporary folder goes after a day too.
-        for (const char *name : {"qorvel-thumb-stale.png", "qorvel-upload-fresh"})
-            writeTestFile(QDir::temp().filePath(QLatin1String(name)), "left");
-        setAge(QDir::temp().filePath(QStringLiteral("qorvel-thumb-stale.png")), qint64(25) * 3600);
+        QVERIFY(m_home.mkdir(QStringLiteral("runtime"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     }
 
     void cleanup()
@@ -135,7 +96,7 @@ private Q_SLOTS:
         }
         qDeleteAll(m_running);
         m_running.clear();
-        QTRY_VERIFY_WITH_TIMEOUT(clientWindows().isEmpty(), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(windowTitles().isEmpty(), 5000);
         QTRY_VERIFY_WITH_TIMEOUT(!QDBusConnection::sessionBus().interface()->isServiceRegistered(serviceName), 5000);
     }
 
@@ -146,40 +107,35 @@ private Q_SLOTS:
         QTest::newRow("over a local socket without a bus") << false;
     }
 
+    // Start-up also takes what is over a day old from the staging folder and what killed
+    // processes left in the temporary folder.
     void secondLaunchShowsSettingsInTheFirst()
     {
         QFETCH(bool, sessionBus);
-        useBus(sessionBus);
+        if (!sessionBus)
+            m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                QStringLiteral("unix:path=") + m_home.filePath(QStringLiteral("no-bus")));
+        const QDir staging(m_home.filePath(QStringLiteral("cache/com.vostrink.qorvel/Uploads")));
+        QVERIFY(QDir().mkpath(staging.path()));
+        const QStringList stale{staging.filePath(QStringLiteral("stale.png")),
+            QDir::temp().filePath(QStringLiteral("qorvel-thumb-stale.png"))};
+        const QStringList fresh{staging.filePath(QStringLiteral("fresh.png")),
+            QDir::temp().filePath(QStringLiteral("qorvel-upload-fresh"))};
+        for (const QString &path : stale)
+            leaveFile(path, 25);
+        for (const QString &path : fresh)
+            leaveFile(path, 23);
 
         QProcess *first = launch();
         QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(sessionBus), launchTimeoutMs);
-        QVERIFY2(clientWindows().isEmpty(), "a tray application starts without a window");
+        QVERIFY2(windowTitles().isEmpty(), "a tray application starts without a window");
 
-        launchSecondary();
-        QTRY_COMPARE_WITH_TIMEOUT(clientWindows().size(), 1, launchTimeoutMs);
-        QCOMPARE(windowTitle(clientWindows().first()), QStringLiteral("Qorvel Settings"));
-        // Start-up has run; the purge follows the recovery of leftover recordings.
-        QTRY_VERIFY(!QFile::exists(QDir::temp().filePath(QStringLiteral("qorvel-thumb-stale.png"))));
-        QVERIFY(!QFile::exists(stagingFile(QStringLiteral("stale.png"))));
-        QVERIFY(QFile::exists(stagingFile(QStringLiteral("fresh.png"))));
-        QVERIFY(QFile::exists(QDir::temp().filePath(QStringLiteral("qorvel-upload-fresh"))));
+        QCOMPARE(runQorvel({}, {}, m_environment).exitCode, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(windowTitles(), QStringList{QStringLiteral("Qorvel Settings")}, launchTimeoutMs);
+        // The purge follows the recovery of leftover recordings.
+        QTRY_VERIFY(!QFile::exists(stale.at(0)) && !QFile::exists(stale.at(1)));
+        QVERIFY(QFile::exists(fresh.at(0)) && QFile::exists(fresh.at(1)));
         QCOMPARE(first->state(), QProcess::Running);
-    }
-
-    void commandLine_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<int>("exitCode");
-        QTest::addColumn<QString>("expectedOutput");
-        QTest::newRow("help") << QStringList{QStringLiteral("--help")} << 0 << QStringLiteral("Usage: qorvel");
-        QTest::newRow("unknown option") << QStringList{QStringLiteral("--frobnicate")} << 2
-                                        << QStringLiteral("qorvel: unknown option '--frobnicate'");
-        // Numbers no screen has are typos, refused before anything is allocated for them.
-        QTest::newRow("area beyond any screen")
-            << QStringList{QStringLiteral("screenshot"), QStringLiteral("--area"), QStringLiteral("0,0,1e300,1e300")}
-            << 2 << QStringLiteral("qorvel: --area takes X,Y,W,H in points");
-        QTest::newRow("quality above 1") << QStringList{QStringLiteral("screenshot"), QStringLiteral("--quality"),
-            QStringLiteral("7")} << 2 << QStringLiteral("qorvel: --quality takes a number from 0 to 1");
     }
 
     // With Qorvel running, the command's screenshot is taken by the running instance: the file
@@ -188,17 +144,12 @@ private Q_SLOTS:
     void screenshotsGoToTheRunningInstance()
     {
         QProcess *primary = launch();
-        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(true), launchTimeoutMs);
-        QProcess command;
-        command.setProcessEnvironment(m_environment);
-        command.setWorkingDirectory(m_home.path());
-        command.start(QStringLiteral(QORVEL_EXECUTABLE),
-            {QStringLiteral("screenshot"), QStringLiteral("--area"), QStringLiteral("0,0,64,32"),
-                QStringLiteral("--copy"), QStringLiteral("-o"), QStringLiteral("shot.png")});
-        QVERIFY(command.waitForFinished(launchTimeoutMs));
-        QCOMPARE(command.exitCode(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(), launchTimeoutMs);
+        QProcess *command = launch(words("screenshot --area 0,0,64,32 --copy -o shot.png"), QProcess::SeparateChannels);
+        QVERIFY(command->waitForFinished(launchTimeoutMs));
+        QCOMPARE(command->exitCode(), 0);
         QCOMPARE(
-            command.readAllStandardOutput().trimmed(), QFile::encodeName(m_home.filePath(QStringLiteral("shot.png"))));
+            command->readAllStandardOutput().trimmed(), QFile::encodeName(m_home.filePath(QStringLiteral("shot.png"))));
         QCOMPARE(QImage(m_home.filePath(QStringLiteral("shot.png"))).size(), QSize(64, 32));
         QCOMPARE(QImage::fromData(pasted(QStringLiteral("image/png"))).size(), QSize(64, 32));
 
@@ -221,49 +172,32 @@ private Q_SLOTS:
     void selectionsGoToTheRunningInstance()
     {
         QFETCH(bool, killed);
-        m_environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
-        QProcess *primary = launch(QProcess::SeparateChannels);
-        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(true), launchTimeoutMs);
+        m_environment = OverlayPaints::logging(m_environment);
+        QProcess *primary = launch({}, QProcess::SeparateChannels);
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(), launchTimeoutMs);
         OverlayPaints overlay(*primary);
-        const auto selectInto = [&](const QString &file) {
-            auto *command = new QProcess(this);
-            m_running << command;
-            command->setProcessEnvironment(m_environment);
-            command->setWorkingDirectory(m_home.path());
-            command->start(QStringLiteral(QORVEL_EXECUTABLE),
-                {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"), file});
-            return overlay.next() ? command : nullptr;
-        };
+        // waitForFinished() is false for a process that has finished already.
         const auto ended = [](QProcess *command) {
-            // waitForFinished() is false for a process that has finished already.
             return command->state() == QProcess::NotRunning || command->waitForFinished(launchTimeoutMs);
         };
-        const auto act = [](const QStringList &steps) {
-            for (const QString &step : steps) {
-                xdotool(step);
-                QTest::qWait(100);
-            }
-        };
-        const QStringList drag{QStringLiteral("mousemove 300 200 mousedown 1 mousemove 400 250"),
-            QStringLiteral("mousemove 600 350 mouseup 1")};
         const auto imageSize = [this](const char *file) { return QImage(m_home.filePath(QLatin1String(file))).size(); };
 
-        QProcess *first = selectInto(QStringLiteral("first.png"));
-        QVERIFY(first);
+        QProcess *first = launch(words("screenshot --select -o first.png"));
+        QVERIFY(overlay.next());
         if (killed) {
             first->kill();
             QVERIFY(ended(first));
             QTRY_VERIFY_WITH_TIMEOUT(!hasVisibleWindow(*primary), launchTimeoutMs);
-            act(drag);
+            dragTheTestArea();
             QTest::qWait(500);
             QCOMPARE(imageSize("first.png"), QSize(0, 0));
             return;
         }
-        QProcess *second = selectInto(QStringLiteral("second.png"));
-        QVERIFY(second);
+        QProcess *second = launch(words("screenshot --select -o second.png"));
+        QVERIFY(overlay.next());
         QVERIFY(ended(first));
         QCOMPARE(first->exitCode(), 1);
-        act(drag);
+        dragTheTestArea();
         QVERIFY(ended(second));
         QCOMPARE(second->exitCode(), 0);
         QCOMPARE(imageSize("second.png"), QSize(300, 150));
@@ -277,14 +211,11 @@ private Q_SLOTS:
     void frozenInstanceIsReportedNotWaitedFor()
     {
         QProcess *primary = launch();
-        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(true), launchTimeoutMs);
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(), launchTimeoutMs);
         ::kill(static_cast<pid_t>(primary->processId()), SIGSTOP);
-        const QList<QStringList> commands{{},
-            {QStringLiteral("screenshot"), QStringLiteral("--area"), QStringLiteral("0,0,64,32"), QStringLiteral("-o"),
-                m_home.filePath(QStringLiteral("f.png"))},
-            {QStringLiteral("screenshot"), QStringLiteral("--select"), QStringLiteral("-o"),
-                m_home.filePath(QStringLiteral("g.png"))}};
-        for (const QStringList &arguments : commands) {
+        for (const QStringList &arguments :
+            {QStringList(), words("screenshot --area 0,0,64,32 -o") << m_home.filePath(QStringLiteral("f.png")),
+                words("screenshot --select -o") << m_home.filePath(QStringLiteral("g.png"))}) {
             const QorvelRun run = runQorvel(arguments, {}, m_environment);
             QCOMPARE(run.exitCode, 1);
             QVERIFY2(run.errors.contains(QLatin1String("Qorvel is already running but did not answer.")),
@@ -294,6 +225,20 @@ private Q_SLOTS:
         ::kill(static_cast<pid_t>(primary->processId()), SIGCONT);
     }
 
+    void commandLine_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("expectedOutput");
+        QTest::newRow("help") << words("--help") << 0 << QStringLiteral("Usage: qorvel");
+        QTest::newRow("unknown option") << words("--frobnicate") << 2
+                                        << QStringLiteral("qorvel: unknown option '--frobnicate'");
+        // Numbers no screen has are typos, refused before anything is allocated for them.
+        QTest::newRow("area beyond any screen") << words("screenshot --area 0,0,1e300,1e300") << 2
+                                                << QStringLiteral("qorvel: --area takes X,Y,W,H in points");
+        QTest::newRow("quality above 1") << words("screenshot --quality 7") << 2
+                                         << QStringLiteral("qorvel: --quality takes a number from 0 to 1");
+    }
     void commandLine()
     {
         QFETCH(QStringList, arguments);
@@ -304,8 +249,7 @@ private Q_SLOTS:
         const QorvelRun run = runQorvel(arguments, {}, m_environment);
         QCOMPARE(run.exitCode, exitCode);
         const QString output = exitCode == 0 ? run.text() : run.errors;
-        QVERIFY2(output.startsWith(expectedOutput), qPrintable(output));
-        QVERIFY(output.contains(QLatin1Char('\n')));
+        QVERIFY2(output.startsWith(expectedOutput) && output.contains(QLatin1Char('\n')), qPrintable(output));
     }
 };
 

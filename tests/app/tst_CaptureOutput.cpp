@@ -14,27 +14,12 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace {
-
-// Where a screenshot's pieces end up; what the notification says of it is the outcome table's
-// business (tst_DeliveryOutcome), so here it must only match the outcome.
-struct Expected
-{
-    QByteArray clipboard; // "link", "image" or "" for untouched
-    QByteArray kept; // where the file ends: "folder" or ""
-};
-
-} // namespace
-
 Q_DECLARE_METATYPE(OutputActions)
-Q_DECLARE_METATYPE(Expected)
 
 // Deliveries through real parts: files in real folders, the X clipboard read back by xclip,
 // the Catbox stand-in, the keyring for the history, and dunst showing the notification.
@@ -44,7 +29,6 @@ class tst_CaptureOutput : public QObject
 
 private:
     QTemporaryDir m_dir;
-    QString m_stub = qEnvironmentVariable("CATBOX_STUB_DIR");
     QNetworkAccessManager m_network;
     SecretServiceStore m_secrets;
     std::unique_ptr<Preferences> m_preferences;
@@ -79,13 +63,8 @@ private:
         return *outcome;
     }
 
+    // Delivers the test image, as captured at scale 2, and waits for the outcome.
     DeliveryOutcome deliver(OutputActions actions)
-    {
-        return awaitOutcome(
-            [&](CaptureOutput::Completion done) { m_output->deliverScreenshot(screenshot(actions), std::move(done)); });
-    }
-
-    static CaptureOutput::Screenshot screenshot(OutputActions actions)
     {
         CaptureOutput::Screenshot shot;
         shot.image = testImage();
@@ -93,15 +72,8 @@ private:
         shot.actions = actions;
         if (actions.save || actions.upload)
             shot.data = QByteArray("\x89PNG\r\n\x1a\n", 8) + QByteArray(2000, 'q'); // the bytes, not decoded
-        return shot;
-    }
-
-    // The one notification dunst got says what the outcome says.
-    static void expectNotification(const DeliveryOutcome &outcome)
-    {
-        const NotificationRequest request = outcome.notification();
-        QVERIFY(QTest::qWaitFor([&] { return lastNotify().at(3).toString() == request.title; }, 10'000));
-        QCOMPARE(lastNotify().at(4).toString(), request.body);
+        return awaitOutcome(
+            [&](CaptureOutput::Completion done) { m_output->deliverScreenshot(shot, std::move(done)); });
     }
 
     QStringList filesIn(const QString &folder) const { return QDir(folder).entryList(QDir::Files); }
@@ -133,73 +105,64 @@ private Q_SLOTS:
         QGuiApplication::clipboard()->setText(QStringLiteral("before"));
     }
 
+    // Where a screenshot's pieces end up, next to a file of the user's that was there first and
+    // stays; what the notification says of it is the outcome table's business
+    // (tst_DeliveryOutcome), so here it must only match the outcome.
     void screenshotOutcomes_data()
     {
         QTest::addColumn<OutputActions>("actions");
-        QTest::addColumn<bool>("uploadFails");
-        QTest::addColumn<Expected>("expected");
-        QTest::newRow("everything on, uploaded")
-            << OutputActions{true, true, true} << false << Expected{"link", "folder"};
-        QTest::newRow("copy and upload, upload fails")
-            << OutputActions{true, false, true} << true << Expected{"image", "folder"};
-        QTest::newRow("upload only") << OutputActions{false, false, true} << false << Expected{"link", ""};
-        QTest::newRow("copy only") << OutputActions{true, false, false} << false << Expected{"image", ""};
+        QTest::addColumn<QString>("fault"); // the "upload" fails, or the save "folder" cannot exist
+        QTest::addColumn<bool>("linkCopied"); // or else the image
+        QTest::addColumn<bool>("inFolder");
+        QTest::newRow("everything on, uploaded") << OutputActions{true, true, true} << "" << true << true;
+        QTest::newRow("copy and upload, upload fails") << OutputActions{true, false, true} << "upload" << false << true;
+        QTest::newRow("upload only") << OutputActions{false, false, true} << "" << true << false;
+        QTest::newRow("copy only") << OutputActions{true, false, false} << "" << false << false;
+        // The image is not lost: it is on the clipboard all the same.
+        QTest::newRow("copy and save, folder cannot exist")
+            << OutputActions{true, true, false} << "folder" << false << false;
     }
     void screenshotOutcomes()
     {
         QFETCH(OutputActions, actions);
-        QFETCH(bool, uploadFails);
-        QFETCH(Expected, expected);
-        if (uploadFails)
+        QFETCH(QString, fault);
+        QFETCH(bool, linkCopied);
+        QFETCH(bool, inFolder);
+        QVERIFY(QDir().mkpath(saveFolder()));
+        const QString usersOwn = writeTestFile(QDir(saveFolder()).filePath(QStringLiteral("shot.png")), "mine");
+        if (fault == QLatin1String("upload"))
             setCatboxFault("500\n\n");
+        if (fault == QLatin1String("folder"))
+            m_preferences->setValue(PreferenceKey::screenshotSaveFolderPath, QString(usersOwn + QStringLiteral("/in")));
         const qsizetype recordsBefore = m_history->records().size();
         const DeliveryOutcome outcome = deliver(actions);
 
-        // The file: in the folder when asked for or as the fallback; never left in staging.
-        QCOMPARE(
-            filesIn(saveFolder()), expected.kept == "folder" ? QStringList{QStringLiteral("shot.png")} : QStringList());
+        // The file: in the folder when asked for or as the fallback, under the next free name;
+        // never left in staging.
+        const QString name = inFolder ? QStringLiteral("shot (2).png") : QString();
+        QCOMPARE(QFileInfo(outcome.savedPath).fileName(), name);
+        QCOMPARE(filesIn(saveFolder()),
+            (inFolder ? QStringList{name, QStringLiteral("shot.png")} : QStringList{QStringLiteral("shot.png")}));
         QCOMPARE(filesIn(QDir(stagingRoot()).filePath(QStringLiteral("Uploads"))), QStringList());
-        QCOMPARE(m_history->records().size(), recordsBefore + (outcome.uploaded() ? 1 : 0));
+        QCOMPARE(bool(outcome.saveError), fault == QLatin1String("folder"));
 
-        const QString link = outcome.link ? outcome.link->toString() : QString();
-        if (expected.clipboard == "link") {
-            QCOMPARE(pasted(QStringLiteral("text/plain")), link.toUtf8());
+        QCOMPARE(outcome.uploaded(), linkCopied);
+        QCOMPARE(m_history->records().size(), recordsBefore + (linkCopied ? 1 : 0));
+        QCOMPARE(outcome.copied, !linkCopied);
+        if (linkCopied) {
+            QCOMPARE(pasted(QStringLiteral("text/plain")), outcome.link->toString().toUtf8());
             QVERIFY(pasted(QStringLiteral("image/png")).isEmpty());
-        } else if (expected.clipboard == "image") {
+        } else {
             const QImage image = QImage::fromData(pasted(QStringLiteral("image/png")));
             QCOMPARE(image.size(), QSize(64, 48));
             QCOMPARE(image.pixel(10, 20), QRgb(0xff000000u | 40u << 16 | 100u << 8 | 0x40u));
             QCOMPARE(image.dotsPerMeterX(), qRound(144 / 0.0254));
-        } else {
-            QCOMPARE(pasted(QStringLiteral("text/plain")), QByteArray("before"));
         }
-
-        QCOMPARE(outcome.copied, expected.clipboard == "image");
-        QCOMPARE(outcome.saved(), expected.kept == "folder");
-        QCOMPARE(outcome.uploaded(), actions.upload && !uploadFails);
-        expectNotification(outcome);
+        // The one notification dunst got says what the outcome says, with the picture.
+        const NotificationRequest request = outcome.notification();
+        QVERIFY(QTest::qWaitFor([&] { return lastNotify().at(3).toString() == request.title; }, 10'000));
+        QCOMPARE(lastNotify().at(4).toString(), request.body);
         QVERIFY(lastNotify().at(6).toObject().contains(QLatin1String("image-path")));
-    }
-
-    // Two captures in the same second, the same folder: nothing is overwritten.
-    void secondCaptureGetsTheNextName()
-    {
-        deliver({false, true, false});
-        const DeliveryOutcome second = deliver({false, true, false});
-        QCOMPARE(QFileInfo(second.savedPath).fileName(), QStringLiteral("shot (2).png"));
-        QCOMPARE(filesIn(saveFolder()), (QStringList{QStringLiteral("shot (2).png"), QStringLiteral("shot.png")}));
-    }
-
-    void saveFolderThatCannotExist()
-    {
-        const QString blocker = writeTestFile(m_dir.filePath(QStringLiteral("not-a-folder")), "file");
-        m_preferences->setValue(
-            PreferenceKey::screenshotSaveFolderPath, QString(blocker + QStringLiteral("/Pictures")));
-        const DeliveryOutcome outcome = deliver({true, true, false});
-        QVERIFY(outcome.saveError);
-        // The image is not lost: it is on the clipboard all the same.
-        QCOMPARE(QImage::fromData(pasted(QStringLiteral("image/png"))).size(), QSize(64, 48));
-        expectNotification(outcome);
     }
 
     void recordingPlacement_data()
@@ -235,10 +198,9 @@ private Q_SLOTS:
             [&](CaptureOutput::Completion done) { m_output->deliverRecording(recorded, std::move(done)); });
         QVERIFY(!QFile::exists(recorded));
         const QString staging = QDir(stagingRoot()).filePath(QStringLiteral("Recordings"));
-        QCOMPARE(filesIn(saveFolder()),
-            kept == QLatin1String("folder") ? QStringList{QStringLiteral("shot.mp4")} : QStringList());
-        QCOMPARE(filesIn(staging),
-            kept == QLatin1String("staging") ? QStringList{QStringLiteral("shot.mp4")} : QStringList());
+        const QStringList shot{QStringLiteral("shot.mp4")};
+        QCOMPARE(filesIn(saveFolder()), kept == QLatin1String("folder") ? shot : QStringList());
+        QCOMPARE(filesIn(staging), kept == QLatin1String("staging") ? shot : QStringList());
         const QString finalPath
             = QDir(kept == QLatin1String("folder") ? saveFolder() : staging).filePath(QStringLiteral("shot.mp4"));
         if (clipboard == QLatin1String("file"))

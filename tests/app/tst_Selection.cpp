@@ -1,7 +1,6 @@
 #include "QorvelCommand.h"
 #include "SessionTools.h"
 #include "TestFiles.h"
-#include "VisibleWindows.h"
 
 #include <QFile>
 #include <QImage>
@@ -11,6 +10,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <functional>
 
 // `qorvel screenshot --select` in its own process, end to end: the overlay over a real X
 // server, the user's hand played by xdotool, elements found on the accessibility bus, and the
@@ -33,34 +34,20 @@ private:
         return QRect(a.at(0).toInt(), a.at(1).toInt(), a.at(2).toInt(), a.at(3).toInt());
     }
 
-    // Starts the selection with the pointer at `start`, plays `gesture` once the overlay has
+    // Starts the selection with the pointer at `start`, lets `hand` play once the overlay has
     // painted, and returns the exit status and the printed lines.
-    QPair<int, QStringList> select(const QStringList &arguments, const QPoint &start, const QStringList &gesture)
+    QPair<int, QStringList> select(const QStringList &arguments, const QPoint &start, const std::function<void()> &hand)
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        QProcessEnvironment environment = OverlayPaints::logging();
         environment.insert(
             QStringLiteral("PATH"), m_dir.path() + QLatin1Char(':') + environment.value(QStringLiteral("PATH")));
-        // The overlay says when it first painted: from then on it takes the pointer.
-        environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
-        QProcess::execute(QStringLiteral("xdotool"),
-            {QStringLiteral("mousemove"), QString::number(start.x()), QString::number(start.y())});
+        xdotool(QStringLiteral("mousemove %1 %2").arg(start.x()).arg(start.y()));
         QProcess selection;
         selection.setProcessEnvironment(environment);
-        selection.start(QStringLiteral(QORVEL_EXECUTABLE),
-            QStringList{QStringLiteral("screenshot"), QStringLiteral("--select")} + arguments);
-        QByteArray errors;
-        if (!QTest::qWaitFor(
-                [&] {
-                    errors += selection.readAllStandardError();
-                    return errors.contains("first paint") || selection.state() == QProcess::NotRunning;
-                },
-                15'000))
+        selection.start(QStringLiteral(QORVEL_EXECUTABLE), words("screenshot --select") + arguments);
+        if (!OverlayPaints(selection).next())
             return {-1, {}};
-        QTest::qWait(100);
-        for (const QString &step : gesture) {
-            QProcess::execute(QStringLiteral("xdotool"), step.split(QLatin1Char(' ')));
-            QTest::qWait(step.startsWith(QLatin1String("mousemove_relative")) ? 1500 : 100);
-        }
+        hand();
         // A process still running has no exit status yet: QProcess would report 0.
         if (!selection.waitForFinished(30'000) && selection.state() != QProcess::NotRunning)
             return {-1, {}};
@@ -88,7 +75,7 @@ private Q_SLOTS:
         m_frames = QJsonDocument::fromJson(ready.mid(ready.indexOf('{'))).object();
         QTest::qWait(500);
 
-        QCOMPARE(runQorvel({QStringLiteral("account"), QStringLiteral("set")}, "testhash0123456789\n").exitCode, 0);
+        QCOMPARE(runQorvel(words("account set"), "testhash0123456789\n").exitCode, 0);
     }
 
     void cleanupTestCase()
@@ -116,25 +103,23 @@ private Q_SLOTS:
         const QString file = m_dir.filePath(target + QLatin1String(".png"));
         const QRect window = rectOf(m_frames.value(QStringLiteral("window")));
         const QRect toolbar = rectOf(m_frames.value(QStringLiteral("toolbar")));
-        const QRect list(window.left(), toolbar.bottom() + 1, window.width(), window.bottom() - toolbar.bottom());
-        const QPoint row = rectOf(m_frames.value(QStringLiteral("row"))).center();
-
         QPoint start(300, 200);
-        QStringList gesture;
-        QRect expected;
+        std::function<void()> hand = [] { xdotool("click 1"); };
+        QRect expected; // none for a window, which the window manager frames as it likes
         if (target == QLatin1String("area")) {
-            gesture = {QStringLiteral("mousedown 1"), QStringLiteral("mousemove 400 250"),
-                QStringLiteral("mousemove 600 350"), QStringLiteral("mouseup 1")};
+            hand = dragTheTestArea;
             expected = QRect(300, 200, 300, 150);
-        } else if (target == QLatin1String("window")) {
-            gesture = {QStringLiteral("click 1")};
         } else if (target == QLatin1String("element")) {
-            start = row;
+            start = rectOf(m_frames.value(QStringLiteral("row"))).center();
             // A small move asks the finder; its answer comes within a few walks of 150 ms.
-            gesture = {QStringLiteral("mousemove_relative 2 2"), QStringLiteral("click 1")};
-            expected = list;
+            hand = [] {
+                xdotool("mousemove_relative 2 2");
+                QTest::qWait(1500);
+                xdotool("click 1");
+            };
+            expected = QRect(window.left(), toolbar.bottom() + 1, window.width(), window.bottom() - toolbar.bottom());
         }
-        const auto [exitCode, output] = select({QStringLiteral("-o"), file}, start, gesture);
+        const auto [exitCode, output] = select({QStringLiteral("-o"), file}, start, hand);
 
         QCOMPARE(exitCode, 0);
         QCOMPARE(output, QStringList{file});
@@ -153,10 +138,7 @@ private Q_SLOTS:
     // and a notification whose click opens the link. A failing host is tst_CaptureOutput's.
     void deliversEverywhere()
     {
-        const auto [exitCode, output]
-            = select({QStringLiteral("--copy"), QStringLiteral("--save"), QStringLiteral("--upload")}, {300, 200},
-                {QStringLiteral("mousedown 1"), QStringLiteral("mousemove 400 250"),
-                    QStringLiteral("mousemove 600 350"), QStringLiteral("mouseup 1")});
+        const auto [exitCode, output] = select(words("--copy --save --upload"), {300, 200}, dragTheTestArea);
         QCOMPARE(exitCode, 0);
         QCOMPARE(output.size(), 2);
         QCOMPARE(QImage(output.at(0)).size(), QSize(300, 150));
@@ -164,9 +146,9 @@ private Q_SLOTS:
         const QString link = output.at(1);
         QVERIFY(link.startsWith(QLatin1String("https://files.catbox.moe/")));
         QCOMPARE(pasted(QStringLiteral("text/plain")), link.toUtf8());
-        QVERIFY(runQorvel({QStringLiteral("uploads")}).output.contains(link.toUtf8()));
+        QVERIFY(runQorvel(words("uploads")).output.contains(link.toUtf8()));
         // The user clicks the notification: dunst runs its default action.
-        QCOMPARE(QProcess::execute(QStringLiteral("dunstctl"), {QStringLiteral("action"), QStringLiteral("0")}), 0);
+        QCOMPARE(QProcess::execute(QStringLiteral("dunstctl"), words("action 0")), 0);
         QVERIFY(QTest::qWaitFor([this] { return QFile::exists(opened()); }, 10'000));
         QFile file(opened());
         QVERIFY(file.open(QIODevice::ReadOnly));

@@ -1,6 +1,7 @@
+#include "QorvelCommand.h"
 #include "SessionTools.h"
+#include "TestFiles.h"
 #include "TrayMenu.h"
-#include "VisibleWindows.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -26,32 +27,23 @@ private:
     OverlayPaints m_overlay{m_qorvel};
     TrayMenu m_tray;
 
-    static QDir desktop() { return QDir(QDir::home().filePath(QStringLiteral("Desktop"))); }
-
     bool overlayClosed()
     {
         return QTest::qWaitFor([this] { return !hasVisibleWindow(m_qorvel); }, 5000);
     }
 
     static QString lastSummary() { return lastNotify().at(3).toString(); }
+    static qsizetype screenshotsSaved() { return desktopFolder().entryList({QStringLiteral("*.png")}).size(); }
 
 private Q_SLOTS:
     void initTestCase()
     {
-        QProcess account;
-        account.start(QStringLiteral(QORVEL_EXECUTABLE), {QStringLiteral("account"), QStringLiteral("set")});
-        account.write("testhash0123456789\n");
-        account.closeWriteChannel();
-        QVERIFY(account.waitForFinished(30'000) && account.exitCode() == 0);
-        QDir().mkpath(QDir::home().filePath(QStringLiteral(".config/qorvel")));
-        QFile preferences(QDir::home().filePath(QStringLiteral(".config/qorvel/qorvel.conf")));
-        QVERIFY(preferences.open(QIODevice::WriteOnly));
-        preferences.write("[General]\nscreenshotUpload=true\nplayShutterSound=false\n");
-        preferences.close();
+        QCOMPARE(runQorvel(words("account set"), "testhash0123456789\n").exitCode, 0);
+        QVERIFY(QDir().mkpath(QDir::home().filePath(QStringLiteral(".config/qorvel"))));
+        writeTestFile(QDir::home().filePath(QStringLiteral(".config/qorvel/qorvel.conf")),
+            "[General]\nscreenshotUpload=true\nplayShutterSound=false\n");
 
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
-        m_qorvel.setProcessEnvironment(environment);
+        m_qorvel.setProcessEnvironment(OverlayPaints::logging());
         m_qorvel.start(QStringLiteral(QORVEL_EXECUTABLE), {});
         QVERIFY(m_qorvel.waitForStarted());
         // The name is claimed just before the coordinator starts and grabs the shortcuts.
@@ -86,23 +78,17 @@ private Q_SLOTS:
         if (qEnvironmentVariable("QORVEL_SESSION_TRAY") != QLatin1String("sni"))
             QSKIP("needs the StatusNotifierItem host");
         QVERIFY(m_tray.waitForItem());
-        xdotool(QStringLiteral("mousemove 300 200"));
-        xdotool(QStringLiteral("key shift+alt+4"));
+        xdotool("mousemove 300 200");
+        xdotool("key shift+alt+4");
         QVERIFY(m_overlay.next());
-        for (const QString &step : {QStringLiteral("mousedown 1"), QStringLiteral("mousemove 400 250"),
-                 QStringLiteral("mousemove 600 350"), QStringLiteral("mouseup 1")}) {
-            xdotool(step);
-            QTest::qWait(100);
-        }
-        QTRY_COMPARE_WITH_TIMEOUT(desktop().entryList({QStringLiteral("*.png")}).size(), 1, 10'000);
-        const QString saved = desktop().filePath(desktop().entryList({QStringLiteral("*.png")}).first());
+        dragTheTestArea();
+        QTRY_COMPARE_WITH_TIMEOUT(screenshotsSaved(), 1, 10'000);
+        const QString saved = desktopFolder().filePath(desktopFolder().entryList({QStringLiteral("*.png")}).first());
         QTRY_COMPARE(QImage(saved).size(), QSize(300, 150));
         QTRY_COMPARE_WITH_TIMEOUT(lastSummary(), QStringLiteral("Screenshot uploaded, link copied"), 10'000);
         const QString link = QString::fromUtf8(pasted(QStringLiteral("text/plain")));
         QVERIFY2(link.startsWith(QLatin1String("https://files.catbox.moe/")), qPrintable(link));
-        const QString remoteName = link.section(QLatin1Char('/'), -1);
-        QVERIFY(QFile::exists(
-            QDir(qEnvironmentVariable("CATBOX_STUB_DIR")).filePath(QLatin1String("files/") + remoteName)));
+        QVERIFY(onCatbox(link));
 
         const QStringList menu = m_tray.layout();
         const qsizetype entry = menu.indexOf(QStringLiteral("Recent Uploads")) + 1;
@@ -111,11 +97,10 @@ private Q_SLOTS:
         QVERIFY(m_tray.click(
             {QStringLiteral("Recent Uploads"), menu.at(entry).trimmed(), QStringLiteral("Delete from Catbox…")}));
         // The confirmation: "Delete" is its default button.
-        QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow({QStringLiteral("--name"), QStringLiteral("^Qorvel$")}), 10'000);
-        xdotool(QStringLiteral("search --onlyvisible --name ^Qorvel$ windowactivate --sync key Return"));
+        QTRY_VERIFY_WITH_TIMEOUT(hasVisibleWindow(words("--name ^Qorvel$")), 10'000);
+        xdotool("search --onlyvisible --name ^Qorvel$ windowactivate --sync key Return");
         QTRY_COMPARE_WITH_TIMEOUT(lastSummary(), QStringLiteral("Deleted from Catbox"), 10'000);
-        QVERIFY(!QFile::exists(
-            QDir(qEnvironmentVariable("CATBOX_STUB_DIR")).filePath(QLatin1String("files/") + remoteName)));
+        QVERIFY(!onCatbox(link));
         QVERIFY(m_tray.layout().contains(QStringLiteral("  No Uploads (disabled)")));
     }
 
@@ -123,21 +108,18 @@ private Q_SLOTS:
     // overlay, and Escape closes it without a file.
     void secondPressClosesTheOverlay()
     {
-        const int files = int(desktop().entryList({QStringLiteral("*.png")}).size());
-        xdotool(QStringLiteral("key shift+alt+4"));
+        const qsizetype files = screenshotsSaved();
+        xdotool("key shift+alt+4");
         QVERIFY(m_overlay.next());
-        xdotool(QStringLiteral("key shift+alt+4"));
+        xdotool("key shift+alt+4");
         QVERIFY(overlayClosed());
 
-        QProcess command;
-        command.start(QStringLiteral(QORVEL_EXECUTABLE), {QStringLiteral("--take-screenshot")});
-        QVERIFY(command.waitForFinished(10'000));
-        QCOMPARE(command.exitCode(), 0);
+        QCOMPARE(runQorvel(words("--take-screenshot")).exitCode, 0);
         QVERIFY(m_overlay.next());
-        xdotool(QStringLiteral("key Escape"));
+        xdotool("key Escape");
         QVERIFY(overlayClosed());
         QTest::qWait(300);
-        QCOMPARE(desktop().entryList({QStringLiteral("*.png")}).size(), files);
+        QCOMPARE(screenshotsSaved(), files);
     }
 
     // Last: Qorvel starts again, as another process, to show its item in the new tray.
@@ -146,8 +128,7 @@ private Q_SLOTS:
         if (!qEnvironmentVariable("QORVEL_SESSION_TRAY").isEmpty())
             QSKIP("runs in a session without a tray");
         QProcess host;
-        host.start(QStringLiteral("gtk-sni-tray-standalone"),
-            {QStringLiteral("--bottom"), QStringLiteral("--end"), QStringLiteral("--watcher")});
+        host.start(QStringLiteral("gtk-sni-tray-standalone"), words("--bottom --end --watcher"));
         QVERIFY(m_tray.waitForItem());
         QCOMPARE(m_tray.toolTip(), QStringLiteral("Qorvel"));
         QTRY_COMPARE(m_qorvel.state(), QProcess::NotRunning);

@@ -1,3 +1,4 @@
+#include "QorvelCommand.h"
 #include "SessionTools.h"
 #include "TrayMenu.h"
 #include "X11Connection.h"
@@ -10,6 +11,7 @@
 
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <csignal>
 
 // Recording from the running tray application end to end: the shortcut pressed with xdotool, a
@@ -19,14 +21,9 @@ namespace {
 
 constexpr xcb_keycode_t escapeKey = 9;
 
-QDir desktop()
-{
-    return QDir(QDir::home().filePath(QStringLiteral("Desktop")));
-}
-
 QStringList recordings()
 {
-    return desktop().entryList({QStringLiteral("*.mp4")}, QDir::Files, QDir::Time | QDir::Reversed);
+    return desktopFolder().entryList({QStringLiteral("*.mp4")}, QDir::Files, QDir::Time | QDir::Reversed);
 }
 
 QStringList unfinished()
@@ -35,55 +32,37 @@ QStringList unfinished()
         .entryList({QStringLiteral("recording-*")}, QDir::Files);
 }
 
-int notificationsTitled(const QString &summary)
+qsizetype notificationsTitled(const QString &summary)
 {
-    int count = 0;
-    for (const QJsonObject &message : monitoredMessages()) {
-        const QJsonArray data = message[QLatin1String("payload")].toObject()[QLatin1String("data")].toArray();
-        if (message[QLatin1String("member")].toString() == QLatin1String("Notify") && data.at(3).toString() == summary)
-            ++count;
-    }
-    return count;
+    const QList<QJsonArray> calls = notifyCalls();
+    return std::count_if(
+        calls.begin(), calls.end(), [&](const QJsonArray &call) { return call.at(3).toString() == summary; });
 }
 
-QString probed(const QString &file, const QString &entries)
+// Pixels of the frame's red among `bytes` of RGB, three a pixel.
+qint64 redPixels(const uchar *rgb, qsizetype bytes)
 {
-    QProcess ffprobe;
-    ffprobe.start(QStringLiteral("ffprobe"),
-        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-of"), QStringLiteral("default=nw=1:nk=1"),
-            QStringLiteral("-show_entries"), entries, file});
-    ffprobe.waitForFinished(60'000);
-    return QString::fromUtf8(ffprobe.readAllStandardOutput()).trimmed().replace(QLatin1Char('\n'), QLatin1Char(' '));
+    qint64 red = 0;
+    for (qsizetype i = 0; i + 2 < bytes; i += 3)
+        red += rgb[i] > 160 && rgb[i + 1] < 90 && rgb[i + 2] < 90 ? 1 : 0;
+    return red;
 }
 
-bool isFrameRed(const uchar *rgb)
-{
-    return rgb[0] > 160 && rgb[1] < 90 && rgb[2] < 90;
-}
-
-// Pixels of the frame's red in every decoded picture of the file.
+// In every decoded picture of the file; -1 when nothing decodes.
 qint64 redPixelsInFile(const QString &file)
 {
-    QProcess ffmpeg;
-    ffmpeg.start(QStringLiteral("ffmpeg"),
-        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), file, QStringLiteral("-f"),
-            QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"), QStringLiteral("rgb24"), QStringLiteral("-")});
-    ffmpeg.waitForFinished(60'000);
-    const QByteArray pixels = ffmpeg.readAllStandardOutput();
-    qint64 red = 0;
-    for (qsizetype i = 0; i + 2 < pixels.size(); i += 3)
-        red += isFrameRed(reinterpret_cast<const uchar *>(pixels.constData() + i)) ? 1 : 0;
-    return pixels.isEmpty() ? -1 : red;
+    const QByteArray pixels
+        = runProgram(QStringLiteral("ffmpeg"), words("-v error -i") << file << words("-f rawvideo -pix_fmt rgb24 -"))
+              .output;
+    return pixels.isEmpty() ? -1 : redPixels(reinterpret_cast<const uchar *>(pixels.constData()), pixels.size());
 }
 
 qint64 redPixelsOnScreen(const QRect &pixels)
 {
     const QImage shown = screenRegion(pixels, QDir::homePath()).convertToFormat(QImage::Format_RGB888);
     qint64 red = 0;
-    for (int y = 0; y < shown.height(); ++y) {
-        for (int x = 0; x < shown.width(); ++x)
-            red += isFrameRed(shown.constScanLine(y) + qsizetype(x) * 3) ? 1 : 0;
-    }
+    for (int y = 0; y < shown.height(); ++y)
+        red += redPixels(shown.constScanLine(y), qsizetype(shown.width()) * 3);
     return red;
 }
 
@@ -101,9 +80,7 @@ private:
 
     void startQorvel()
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
-        m_qorvel.setProcessEnvironment(environment);
+        m_qorvel.setProcessEnvironment(OverlayPaints::logging());
         m_overlay.restart();
         m_qorvel.start(QStringLiteral(QORVEL_EXECUTABLE), {});
         QVERIFY(m_qorvel.waitForStarted());
@@ -122,15 +99,11 @@ private:
     // Opens the overlay with the shortcut and drags over 300 × 150 pixels at (300, 200).
     bool dragArea()
     {
-        xdotool(QStringLiteral("mousemove 300 200"));
-        xdotool(QStringLiteral("key shift+alt+5"));
+        xdotool("mousemove 300 200");
+        xdotool("key shift+alt+5");
         if (!m_overlay.next())
             return false;
-        for (const QString &step : {QStringLiteral("mousedown 1"), QStringLiteral("mousemove 400 250"),
-                 QStringLiteral("mousemove 600 350"), QStringLiteral("mouseup 1")}) {
-            xdotool(step);
-            QTest::qWait(100);
-        }
+        dragTheTestArea();
         return true;
     }
 
@@ -177,13 +150,13 @@ private Q_SLOTS:
         QVERIFY(redPixelsOnScreen(QRect(294, 194, 312, 162)) > 100);
         QTRY_VERIFY_WITH_TIMEOUT(m_tray.toolTip().startsWith(QLatin1String("Recording 0:02")), 10'000);
         QTest::qWait(1000);
-        xdotool(QStringLiteral("key shift+alt+5"));
+        xdotool("key shift+alt+5");
 
         QTRY_COMPARE_WITH_TIMEOUT(notificationsTitled(QStringLiteral("Recording saved")), 1, 30'000);
         QTRY_VERIFY(escapeFree());
         QCOMPARE(m_tray.toolTip(), QStringLiteral("Qorvel"));
         QCOMPARE(recordings().size(), 1);
-        const QString file = desktop().filePath(recordings().constLast());
+        const QString file = desktopFolder().filePath(recordings().constLast());
         QCOMPARE(probed(file, QStringLiteral("stream=codec_name,width,height")), QStringLiteral("h264 300 150"));
         const double duration = probed(file, QStringLiteral("format=duration")).toDouble();
         QVERIFY2(duration > 2.5 && duration < 6, qPrintable(QString::number(duration)));
@@ -200,7 +173,7 @@ private Q_SLOTS:
         QVERIFY(dragArea());
         QTRY_VERIFY_WITH_TIMEOUT(!escapeFree(), 10'000);
         QTest::qWait(800);
-        xdotool(QStringLiteral("key Escape"));
+        xdotool("key Escape");
         QTRY_VERIFY(escapeFree());
         QTest::qWait(3000);
         QVERIFY(!recording());
@@ -214,27 +187,26 @@ private Q_SLOTS:
     void aClosedWindowDeliversWhatWasRecorded()
     {
         QProcess xterm;
-        xterm.start(QStringLiteral("xterm"),
-            {QStringLiteral("-geometry"), QStringLiteral("60x20+900+300"), QStringLiteral("-e"),
-                QStringLiteral("top -d 0.3")});
+        xterm.start(QStringLiteral("xterm"), words("-geometry 60x20+900+300 -e") << QStringLiteral("top -d 0.3"));
         QVERIFY(xterm.waitForStarted());
         QTest::qWait(1500);
-        xdotool(QStringLiteral("mousemove 1050 450"));
-        xdotool(QStringLiteral("key shift+alt+5"));
+        xdotool("mousemove 1050 450");
+        xdotool("key shift+alt+5");
         QVERIFY(m_overlay.next());
-        xdotool(QStringLiteral("click 1"));
+        xdotool("click 1");
         QTRY_VERIFY_WITH_TIMEOUT(recording(), 10'000);
         QTest::qWait(2000);
         xterm.kill();
         QTRY_COMPARE_WITH_TIMEOUT(notificationsTitled(QStringLiteral("Recording saved")), 2, 30'000);
         QCOMPARE(recordings().size(), 2);
         const double duration
-            = probed(desktop().filePath(recordings().constLast()), QStringLiteral("format=duration")).toDouble();
+            = probed(desktopFolder().filePath(recordings().constLast()), QStringLiteral("format=duration")).toDouble();
         QVERIFY2(duration > 1.5, qPrintable(QString::number(duration)));
         QTRY_VERIFY(escapeFree());
     }
 
-    // Last: the recording of a killed Qorvel is finished and delivered at its next start, once.
+    // Last: the recording of a killed Qorvel is finished and delivered at its next start, once,
+    // playable up to about a second before the kill.
     void aKilledRecordingIsRecoveredAtTheNextStart()
     {
         QVERIFY(dragArea());
@@ -247,7 +219,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(notificationsTitled(QStringLiteral("Recording saved")), 3, 30'000);
         QCOMPARE(recordings().size(), 3);
         QVERIFY(unfinished().isEmpty());
-        const QString file = desktop().filePath(recordings().constLast());
+        const QString file = desktopFolder().filePath(recordings().constLast());
         QCOMPARE(probed(file, QStringLiteral("stream=codec_name,width,height")), QStringLiteral("h264 300 150"));
         QVERIFY(probed(file, QStringLiteral("format=duration")).toDouble() > 1);
     }

@@ -6,6 +6,12 @@
 
 // Runs of the qorvel executable that the including test names as QORVEL_EXECUTABLE.
 
+// The words of `line`, as a shell splits a command without quotes: arguments that read as typed.
+inline QStringList words(QAnyStringView line)
+{
+    return line.toString().split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
 struct QorvelRun
 {
     int exitCode = -1; // also when it crashed or never finished

@@ -10,9 +10,11 @@
 #include <QProcess>
 #include <QRect>
 #include <QString>
+#include <QStringList>
 #include <QTest>
 
-// What the end-to-end tests read back from the harness's services.
+// What the end-to-end tests read back from the harness's services, and the user's hand they
+// play on its X server.
 
 // The clipboard's content of `type`, as another program pastes it; empty when there is none.
 inline QByteArray pasted(const QString &type)
@@ -38,16 +40,23 @@ inline QList<QJsonObject> monitoredMessages()
     return messages;
 }
 
-// The last Notify call the session bus carried (app name, id, icon, summary, body, actions,
-// hints, timeout); empty before the first.
-inline QJsonArray lastNotify()
+// Every Notify call the session bus carried (app name, id, icon, summary, body, actions, hints,
+// timeout), oldest first.
+inline QList<QJsonArray> notifyCalls()
 {
-    QJsonArray last;
+    QList<QJsonArray> calls;
     for (const QJsonObject &message : monitoredMessages()) {
         if (message[QLatin1String("member")].toString() == QLatin1String("Notify"))
-            last = message[QLatin1String("payload")].toObject()[QLatin1String("data")].toArray();
+            calls << message[QLatin1String("payload")].toObject()[QLatin1String("data")].toArray();
     }
-    return last;
+    return calls;
+}
+
+// The last Notify call; empty before the first.
+inline QJsonArray lastNotify()
+{
+    const QList<QJsonArray> calls = notifyCalls();
+    return calls.isEmpty() ? QJsonArray() : calls.last();
 }
 
 // Makes the Catbox stand-in answer every request with `fault` ("STATUS\nHEADERS\nBODY"), or
@@ -62,6 +71,19 @@ inline void setCatboxFault(const QByteArray &fault)
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(fault) != fault.size())
         qFatal("cannot set the stand-in's fault");
+}
+
+// Whether the Catbox stand-in holds the file `link` names: uploaded and not deleted since.
+inline bool onCatbox(const QString &link)
+{
+    return QFile::exists(QDir(qEnvironmentVariable("CATBOX_STUB_DIR"))
+                             .filePath(QLatin1String("files/") + link.section(QLatin1Char('/'), -1)));
+}
+
+// The folder of the session's home where Qorvel saves by default.
+inline QDir desktopFolder()
+{
+    return QDir(QDir::home().filePath(QStringLiteral("Desktop")));
 }
 
 // The screen's pixels in `pixels`, read by another program (ImageMagick) as the reference.
@@ -94,20 +116,78 @@ inline QString firstDifference(const QImage &actual, const QImage &expected)
     return {};
 }
 
-// Runs xdotool with space-separated arguments: keys, pointer moves and clicks as a user makes them.
-inline void xdotool(const QString &arguments)
+// The values ffprobe reads of `entries` ("stream=width,height") in `file`, one space between
+// them: what a player will see of a recording.
+inline QString probed(const QString &file, const QString &entries, const QStringList &options = {})
 {
-    QProcess::execute(QStringLiteral("xdotool"), arguments.split(QLatin1Char(' ')));
+    QProcess ffprobe;
+    ffprobe.start(QStringLiteral("ffprobe"),
+        QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-of"),
+            QStringLiteral("default=nw=1:nk=1"), QStringLiteral("-show_entries"), entries}
+            + options + QStringList{file});
+    ffprobe.waitForFinished(60'000);
+    return QString::fromUtf8(ffprobe.readAllStandardOutput()).simplified();
 }
 
-// The selection overlay of a Qorvel started with QT_LOGGING_RULES=qorvel.overlay.timing=true,
-// which logs each first paint to standard error.
+// Runs xdotool with space-separated arguments: keys, pointer moves and clicks as a user makes them.
+inline void xdotool(QAnyStringView arguments)
+{
+    QProcess::execute(QStringLiteral("xdotool"), arguments.toString().split(QLatin1Char(' ')));
+}
+
+// A drag from (300, 200) to (600, 350) on an overlay that has the pointer: the 300 × 150 pixels
+// the tests then look for in what was captured.
+inline void dragTheTestArea()
+{
+    for (const char *step :
+        {"mousemove 300 200", "mousedown 1", "mousemove 400 250", "mousemove 600 350", "mouseup 1"}) {
+        xdotool(step);
+        QTest::qWait(100);
+    }
+}
+
+// Whether the X server shows a window matching `criteria` (xdotool search terms, such as
+// "--pid 1234" or "--class xterm"): how the tests tell that a program's window is up.
+inline bool hasVisibleWindow(const QStringList &criteria)
+{
+    return QProcess::execute(QStringLiteral("xdotool"),
+               QStringList{QStringLiteral("search"), QStringLiteral("--onlyvisible")} + criteria)
+        == 0;
+}
+
+inline bool hasVisibleWindow(const QProcess &process)
+{
+    return hasVisibleWindow({QStringLiteral("--pid"), QString::number(process.processId())});
+}
+
+// Starts a terminal at 150,150 full of coloured text, so a misplaced or rescaled capture cannot
+// match by accident, and waits until it shows.
+inline bool startTextTerminal(QProcess &xterm)
+{
+    xterm.start(QStringLiteral("xterm"),
+        {QStringLiteral("-geometry"), QStringLiteral("100x30+150+150"), QStringLiteral("-e"), QStringLiteral("sh"),
+            QStringLiteral("-c"), QStringLiteral("ls -la --color=always /usr/bin | head -60; exec sleep 600")});
+    return QTest::qWaitFor(
+        [] {
+            return hasVisibleWindow({QStringLiteral("--class"), QStringLiteral("xterm")});
+        },
+        10000);
+}
+
+// The selection overlay of a Qorvel started in the environment of logging(), which logs each
+// first paint to standard error.
 class OverlayPaints
 {
 public:
     explicit OverlayPaints(QProcess &qorvel)
         : m_qorvel(qorvel)
     {
+    }
+
+    static QProcessEnvironment logging(QProcessEnvironment environment = QProcessEnvironment::systemEnvironment())
+    {
+        environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qorvel.overlay.timing=true"));
+        return environment;
     }
 
     // Waits for the overlay's next first paint: from then on it takes the pointer.

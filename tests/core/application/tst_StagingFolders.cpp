@@ -18,13 +18,9 @@ private:
     static void setModified(const QString &path, const QDateTime &modified)
     {
         const qint64 ms = modified.toMSecsSinceEpoch();
-        const timespec times[2] = {{ms / 1000, (ms % 1000) * 1000000}, {ms / 1000, (ms % 1000) * 1000000}};
+        const timespec when{ms / 1000, (ms % 1000) * 1000000};
+        const timespec times[2] = {when, when};
         QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0), 0);
-    }
-
-    static void touch(const QString &path, const QDateTime &modified)
-    {
-        setModified(writeTestFile(path, "capture"), modified);
     }
 
 private Q_SLOTS:
@@ -37,12 +33,12 @@ private Q_SLOTS:
         const QDateTime now = QDateTime::currentDateTime();
         const QString leftover = staging.uploads() + QLatin1String("/leftover");
         QVERIFY(QDir().mkpath(leftover) && QDir().mkpath(staging.recordings()));
-        touch(leftover + QLatin1String("/part.bin"), now);
+        writeTestFile(leftover + QLatin1String("/part.bin"), "capture");
         setModified(leftover, now.addDays(-2));
         const QString older = staging.recordings() + QLatin1String("/older.mp4");
         const QString newer = staging.recordings() + QLatin1String("/newer.mp4");
-        touch(older, now.addSecs(-86400 - 60));
-        touch(newer, now.addSecs(-86400 + 60));
+        setModified(writeTestFile(older, "capture"), now.addSecs(-86400 - 60));
+        setModified(writeTestFile(newer, "capture"), now.addSecs(-86400 + 60));
 
         QCOMPARE(staging.purge(now), 2);
         QVERIFY(!QDir(leftover).exists() && QDir(staging.uploads()).exists());
@@ -50,8 +46,8 @@ private Q_SLOTS:
     }
 
     // Captures wait in staging where only the user can read them: the folder is 0700 (its files
-    // are made 0600, as tst_MultipartBody checks), and a symbolic link in the folder's place is refused rather than
-    // followed and chmodded.
+    // are made 0600, as tst_MultipartBody checks), and a symbolic link in the folder's place is
+    // refused rather than followed and chmodded.
     void stagingIsPrivate_data()
     {
         QTest::addColumn<QString>("before"); // "absent", "open" (0755) or "link"

@@ -13,6 +13,7 @@ namespace {
 struct Desk : ScreenCapturePlatform, ScreenCaptureAccess, TargetSelector, Clipboard, Notifier, ShutterSound
 {
     ScreenDisplay display{7, QRectF(0, 0, 40, 30), 1.0, QRect(0, 0, 40, 30), QStringLiteral("test")};
+    Probe probeAnswer{ProbeOutcome::ok, {}};
     QList<NotificationRequest> notifications;
     int shutters = 0;
     int selections = 0;
@@ -27,7 +28,7 @@ struct Desk : ScreenCapturePlatform, ScreenCaptureAccess, TargetSelector, Clipbo
 
     bool preflight() override { return true; }
     void request() override { }
-    Probe probe() override { return {ProbeOutcome::ok, {}}; }
+    Probe probe() override { return probeAnswer; }
     void openSettings() override { }
 
     // The user picks the whole display at once.
@@ -62,7 +63,8 @@ class tst_ScreenshotService : public QObject
 
 private Q_SLOTS:
     // Encoding happens only for what is kept as a file; the shutter sounds only for the user's
-    // own selections with the preference on; the answer always comes from the event loop,
+    // own selections with the preference on; a screen that cannot be read stops a selection
+    // before it opens, with the platform's reason; the answer always comes from the event loop,
     // never inside take(), where a caller could not yet be waiting for it.
     void runsEachStepOnlyWhenItIsNeeded_data()
     {
@@ -72,10 +74,11 @@ private Q_SLOTS:
         QTest::addColumn<int>("encodes");
         QTest::addColumn<int>("shutters");
         QTest::addColumn<ScreenshotOutcome::Kind>("kind");
-        QTest::newRow("scripted copy") << false << false << true << 0 << 0 << ScreenshotOutcome::Kind::delivered;
         QTest::newRow("scripted save") << false << true << true << 1 << 0 << ScreenshotOutcome::Kind::delivered;
         QTest::newRow("selected copy") << true << false << true << 0 << 1 << ScreenshotOutcome::Kind::delivered;
         QTest::newRow("selected, encoder fails") << true << true << false << 1 << 1 << ScreenshotOutcome::Kind::failed;
+        QTest::newRow("selected, screen unreadable")
+            << true << true << true << 0 << 0 << ScreenshotOutcome::Kind::unavailable;
     }
     void runsEachStepOnlyWhenItIsNeeded()
     {
@@ -89,6 +92,8 @@ private Q_SLOTS:
         QTemporaryDir dir;
         Preferences preferences(dir.filePath(QStringLiteral("qorvel.conf")), dir.filePath(QStringLiteral("Desktop")));
         Desk desk;
+        if (kind == ScreenshotOutcome::Kind::unavailable)
+            desk.probeAnswer = {ScreenCaptureAccess::ProbeOutcome::failed, QStringLiteral("no screen")};
         NoSecrets secrets;
         UploadHistory history(secrets);
         TemporaryFiles temporaries;
@@ -119,7 +124,9 @@ private Q_SLOTS:
         QCOMPARE(outcome->kind, kind);
         QCOMPARE(encoded, encodes);
         QCOMPARE(desk.shutters, shutters);
-        QCOMPARE(desk.selections, select ? 1 : 0);
+        QCOMPARE(desk.selections, select && kind != ScreenshotOutcome::Kind::unavailable ? 1 : 0);
+        if (kind == ScreenshotOutcome::Kind::unavailable)
+            QCOMPARE(outcome->error.message, QStringLiteral("no screen"));
         if (kind == ScreenshotOutcome::Kind::failed) {
             // Reported once, in the user's words, and nothing was kept.
             QCOMPARE(

@@ -46,28 +46,11 @@ class tst_RecordingController : public QObject
     bool m_countdown = false;
     std::unique_ptr<RecordingController> m_controller;
 
-    void logTicks()
-    {
-        m_controller->onTick = [this](std::optional<double> elapsed) {
-            // Only the first and the last tick are named; the timer's are counted.
-            if (!elapsed)
-                m_log << QStringLiteral("ticks end");
-            else if (*elapsed == 0)
-                m_log << QStringLiteral("tick 0");
-            else if (m_log.last() != QLatin1String("ticking"))
-                m_log << QStringLiteral("ticking");
-        };
-        m_controller->onFinished = [this](const Result<QString> &file) {
-            m_log << (file ? QStringLiteral("saved ") + *file : QStringLiteral("failed: ") + file.error().message);
-        };
-    }
-
     void waitUntilIdle() { QTRY_VERIFY(m_controller->phase() == RecordingController::Phase::idle); }
 
 private Q_SLOTS:
     void init()
     {
-        m_log.clear();
         m_countdown = false;
         m_screens.content.displays = {ScreenDisplay{1, QRectF(0, 0, 800, 600), 1, QRect(0, 0, 800, 600), {}}};
         m_controller = std::make_unique<RecordingController>(RecordingController::Parts{
@@ -86,7 +69,18 @@ private Q_SLOTS:
             m_overlays, [this] { return m_countdown; },
             [this](bool enabled) { m_log << (enabled ? QStringLiteral("escape") : QStringLiteral("no escape")); }});
         m_log.clear(); // the shortcut starts disabled
-        logTicks();
+        m_controller->onTick = [this](std::optional<double> elapsed) {
+            // Only the first and the last tick are named; the timer's are counted.
+            if (!elapsed)
+                m_log << QStringLiteral("ticks end");
+            else if (*elapsed == 0)
+                m_log << QStringLiteral("tick 0");
+            else if (m_log.last() != QLatin1String("ticking"))
+                m_log << QStringLiteral("ticking");
+        };
+        m_controller->onFinished = [this](const Result<QString> &file) {
+            m_log << (file ? QStringLiteral("saved ") + *file : QStringLiteral("failed: ") + file.error().message);
+        };
     }
 
     void endings_data()

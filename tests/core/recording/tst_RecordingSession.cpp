@@ -1,4 +1,3 @@
-#include "RecordingError.h"
 #include "RecordingFakes.h"
 #include "RecordingSession.h"
 
@@ -67,15 +66,6 @@ private Q_SLOTS:
         QCOMPARE((*session)->capturedFrame(), capturedFrame);
         QCOMPARE(m_request.pixelRect, pixels);
         QCOMPARE((*session)->plan().width, pixels.width());
-    }
-
-    void aTargetThatIsGoneIsNotFound()
-    {
-        for (const CaptureTarget &target : {CaptureTarget::display(9), CaptureTarget::window(9)}) {
-            const Result<std::unique_ptr<RecordingSession>> session = create(target);
-            QVERIFY(!session);
-            QCOMPARE(session.error().message, description(RecordingError::targetNotFound));
-        }
     }
 
     // The encoder holds the first frame; two more may wait, the rest are dropped, and idle

@@ -19,8 +19,6 @@ private Q_SLOTS:
         QTest::newRow("link") << 200 << QByteArray() << link << QString::fromLatin1(link) << QString();
         QTest::newRow("white space around the link") << 200 << QByteArray() << " \t" + link + "\r\n"
                                                      << QString::fromLatin1(link) << QString();
-        QTest::newRow("429 with seconds") << 429 << QByteArray("30") << QByteArray("Slow down") << QString()
-                                          << "Catbox is temporarily limiting uploads. Try again in 30 s.";
         QTest::newRow("429 with zero kept") << 429 << QByteArray("-0") << QByteArray() << QString()
                                             << "Catbox is temporarily limiting uploads. Try again in 0 s.";
         for (const QByteArray &header : {QByteArray(), QByteArray("Wed, 21 Oct 2026 07:28:00 GMT"), QByteArray("1.5"),
@@ -70,8 +68,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("status");
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("error");
-        QTest::newRow("success") << 200 << QByteArray("Files successfully deleted.") << QString();
-        QTest::newRow("any case") << 200 << QByteArray("SUCCESS") << QString();
+        QTest::newRow("success in any case") << 200 << QByteArray("SUCCESS") << QString();
         QTest::newRow("200 without it") << 200 << QByteArray("Nothing happened")
                                         << "Catbox rejected the file: Nothing happened (HTTP 200).";
         QTest::newRow("not owned")
@@ -87,13 +84,6 @@ private Q_SLOTS:
         QCOMPARE(result.ok(), error.isEmpty());
         if (!result.ok())
             QCOMPARE(result.error().message, error);
-    }
-
-    void sizeLimit()
-    {
-        QVERIFY(CatboxProtocol::checkSize(200'000'000).ok());
-        QCOMPARE(CatboxProtocol::checkSize(200'000'001).error().message,
-            QStringLiteral("The file is 200.0 MB; Catbox accepts at most 200.0 MB."));
     }
 
     // A userhash must never go in clear to another machine, whatever the environment says.

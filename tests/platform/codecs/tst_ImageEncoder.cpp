@@ -1,8 +1,6 @@
 #include "ImageEncoder.h"
 
-#include <QBuffer>
 #include <QImage>
-#include <QImageReader>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -36,29 +34,6 @@ QImage scene(QSize size, Bitmap::Alpha alpha)
         }
     }
     return image;
-}
-
-Bitmap bitmapOf(const QImage &image, Bitmap::Alpha alpha)
-{
-    auto owner = std::make_shared<const QImage>(image);
-    return Bitmap(owner->size(), owner->bytesPerLine(), owner->constBits(), owner, alpha);
-}
-
-QImage decode(const QByteArray &file)
-{
-    QBuffer buffer;
-    buffer.setData(file);
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
-    return reader.read();
-}
-
-// What a viewer shows: opaque pixels with the padding ignored, or premultiplied colours (which
-// is also what JPEG stores: the capture over black).
-QImage expectedPixels(const QImage &source, Bitmap::Alpha alpha)
-{
-    return source.convertToFormat(
-        alpha == Bitmap::Alpha::ignored ? QImage::Format_RGB32 : QImage::Format_ARGB32_Premultiplied);
 }
 
 // The worst mean absolute colour error over any band of 16 rows, so that one damaged stretch of
@@ -119,9 +94,12 @@ private Q_SLOTS:
         QFETCH(Bitmap::Alpha, alpha);
         QFETCH(double, scale);
 
-        const QImage source = scene(size, alpha);
-        Bitmap bitmap = bitmapOf(source, alpha);
-        QImage expected = expectedPixels(source, alpha);
+        const auto source = std::make_shared<const QImage>(scene(size, alpha));
+        Bitmap bitmap(source->size(), source->bytesPerLine(), source->constBits(), source, alpha);
+        // What a viewer shows: opaque pixels with the padding ignored, or premultiplied colours
+        // (which is also what JPEG stores: the capture over black).
+        QImage expected = source->convertToFormat(
+            alpha == Bitmap::Alpha::ignored ? QImage::Format_RGB32 : QImage::Format_ARGB32_Premultiplied);
         if (!view.isNull()) {
             bitmap = bitmap.cropped(view);
             expected = expected.copy(view);
@@ -130,11 +108,11 @@ private Q_SLOTS:
 
         const Result<QByteArray> file = ImageEncoder::encode(bitmap, format, scale, 0.9);
         QVERIFY(file.ok());
-        const QImage decoded = decode(file.value());
+        const QImage decoded = QImage::fromData(file.value());
         QCOMPARE(decoded.size(), expected.size());
 
         if (format == ImageFormat::png) {
-            QCOMPARE(file->at(24), char(8)); // bits per sample
+            // No alpha channel for an opaque capture, where the padding's junk would show as holes.
             QCOMPARE(file->at(25), char(alpha == Bitmap::Alpha::ignored ? 2 : 6)); // RGB or RGBA
             // Lossless: premultiplying the stored straight colours gives back the capture exactly.
             QCOMPARE(decoded.convertToFormat(expected.format()), expected);
@@ -155,10 +133,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<ImageFormat>("format");
         QTest::addColumn<QSize>("size");
-        for (const ImageFormat format : {ImageFormat::png, ImageFormat::jpeg}) {
-            const char *name = format == ImageFormat::png ? "png" : "jpeg";
-            QTest::addRow("%s, null bitmap", name) << format << QSize();
-        }
+        QTest::newRow("png, null bitmap") << ImageFormat::png << QSize();
+        QTest::newRow("jpeg, null bitmap") << ImageFormat::jpeg << QSize();
         QTest::newRow("jpeg, wider than JPEG allows") << ImageFormat::jpeg << QSize(65501, 1);
     }
 

@@ -11,7 +11,6 @@
 
 #include <sys/statvfs.h>
 
-#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <random>
@@ -34,13 +33,14 @@ Bitmap frameOf(QSize size, int shade)
     return bitmap;
 }
 
-QJsonObject probe(const QString &path, const QStringList &extra = {})
+// `options` are separated by spaces.
+QJsonObject probe(const QString &path, const QString &options = {})
 {
     QProcess ffprobe;
     ffprobe.start(QStringLiteral("ffprobe"),
-        QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-of"), QStringLiteral("json"),
-            QStringLiteral("-show_streams"), QStringLiteral("-show_format")}
-            + extra + QStringList{path});
+        QStringLiteral("-v error -of json -show_streams -show_format").split(u' ')
+                + options.split(u' ', Qt::SkipEmptyParts)
+            << path);
     ffprobe.waitForFinished(30000);
     return QJsonDocument::fromJson(ffprobe.readAllStandardOutput()).object();
 }
@@ -118,46 +118,50 @@ class tst_VideoFileWriter : public QObject
     }
 
 private Q_SLOTS:
+    // Grabbed larger than the plan, so the writer scales down. The last frame stays until the
+    // stop, or ends the file when the stop comes before it (a clock that went back).
     void writesWhatPlayersExpect_data()
     {
         QTest::addColumn<VideoCodec>("codec");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("profile");
-        QTest::newRow("h264") << VideoCodec::h264 << QStringLiteral("h264") << QStringLiteral("High");
-        QTest::newRow("hevc") << VideoCodec::hevc << QStringLiteral("hevc") << QStringLiteral("Main");
+        QTest::addColumn<int>("stepMs");
+        QTest::addColumn<int>("stopMs");
+        QTest::addColumn<int>("durationMs"); // within 50 ms
+        QTest::newRow("hevc, stopped after the last frame") << VideoCodec::hevc << 33 << 2000 << 2000;
+        // The last frame at 2.9 s, shown for its 1/30 s.
+        QTest::newRow("h264, stopped before the last frame") << VideoCodec::h264 << 100 << 1000 << 2950;
     }
     void writesWhatPlayersExpect()
     {
         QFETCH(VideoCodec, codec);
-        QFETCH(QString, name);
-        QFETCH(QString, profile);
+        QFETCH(int, stepMs);
+        QFETCH(int, stopMs);
+        QFETCH(int, durationMs);
         const QString file = path("plain.mp4");
         QFile::remove(file);
         QVERIFY(QFile(file).open(QIODevice::WriteOnly)); // a file of that name is replaced
-        // Grabbed larger than the plan: the writer scales down.
         std::unique_ptr<VideoFileWriter> writer = open(file, planOf(320, 180, codec));
         QVERIFY(writer);
-        appendFrames(*writer, QSize(640, 360), 30);
-        // Stopped two seconds after the first frame: the last frame stays until then.
-        Result<QString> finished = writer->finish(m_start + 2s);
+        appendFrames(*writer, QSize(640, 360), 30, std::chrono::milliseconds(stepMs));
+        Result<QString> finished = writer->finish(m_start + std::chrono::milliseconds(stopMs));
         QVERIFY2(finished, qPrintable(finished ? QString() : finished.error().message));
         QCOMPARE(*finished, file);
         QCOMPARE(writer->framesWritten(), 30);
 
         const QJsonObject info = probe(file);
         const QJsonObject stream = info[QLatin1String("streams")].toArray().at(0).toObject();
-        QCOMPARE(stream[QLatin1String("codec_name")].toString(), name);
-        QCOMPARE(stream[QLatin1String("profile")].toString(), profile);
-        QCOMPARE(stream[QLatin1String("width")].toInt(), 320);
-        QCOMPARE(stream[QLatin1String("height")].toInt(), 180);
-        QCOMPARE(stream[QLatin1String("pix_fmt")].toString(), QStringLiteral("yuv420p"));
-        QCOMPARE(stream[QLatin1String("color_range")].toString(), QStringLiteral("tv"));
-        for (const char *key : {"color_space", "color_transfer", "color_primaries"})
-            QCOMPARE(stream[QLatin1String(key)].toString(), QStringLiteral("bt709"));
+        QStringList seen;
+        for (const char *key : {"codec_name", "width", "height", "pix_fmt", "color_range", "color_space",
+                 "color_transfer", "color_primaries"})
+            seen << stream[QLatin1String(key)].toVariant().toString();
+        // Tagged with the matrix and range the colours were converted with: a player guesses
+        // another matrix for an untagged file of this size, and shifts every colour.
+        QCOMPARE(seen.join(u' '),
+            QString((codec == VideoCodec::hevc ? QStringLiteral("hevc") : QStringLiteral("h264"))
+                + QStringLiteral(" 320 180 yuv420p tv bt709 bt709 bt709")));
         const QJsonObject format = info[QLatin1String("format")].toObject();
         QCOMPARE(format[QLatin1String("start_time")].toString().toDouble(), 0.0);
-        QVERIFY2(std::abs(format[QLatin1String("duration")].toString().toDouble() - 2.0) < 0.05,
-            qPrintable(format[QLatin1String("duration")].toString()));
+        const double length = format[QLatin1String("duration")].toString().toDouble();
+        QVERIFY2(std::abs(qRound(length * 1000) - durationMs) <= 50, qPrintable(QString::number(length)));
 
         QFile read(file);
         QVERIFY(read.open(QIODevice::ReadOnly));
@@ -166,63 +170,28 @@ private Q_SLOTS:
         QCOMPARE(bytes.indexOf("moof"), -1); // no longer fragmented
     }
 
-    void endsAtTheLastFrameWhenTheStopIsEarlier()
+    // Nothing to keep leaves no file: a recording stopped before its first frame, one
+    // cancelled, one at a size the encoder refuses.
+    void leavesNoFileWithoutARecording()
     {
-        const QString file = path("skew.mp4");
-        std::unique_ptr<VideoFileWriter> writer = open(file, planOf(64, 64, VideoCodec::h264));
-        QVERIFY(writer);
-        appendFrames(*writer, QSize(64, 64), 30, 100ms); // the last frame at 2.9 s
-        QVERIFY(writer->finish(m_start + 1s));
-        const double duration
-            = probe(file)[QLatin1String("format")].toObject()[QLatin1String("duration")].toString().toDouble();
-        QVERIFY2(duration >= 2.9 && duration < 3.0, qPrintable(QString::number(duration)));
-    }
-
-    void keyFramesAtMostTenSecondsApart()
-    {
-        const QString file = path("gop.mp4");
-        std::unique_ptr<VideoFileWriter> writer = open(file, planOf(64, 64, VideoCodec::h264));
-        QVERIFY(writer);
-        appendFrames(*writer, QSize(64, 64), 330);
-        QVERIFY(writer->finish(std::nullopt));
-        QProcess ffprobe;
-        ffprobe.start(QStringLiteral("ffprobe"),
-            {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"), QStringLiteral("v"),
-                QStringLiteral("-show_entries"), QStringLiteral("frame=key_frame"), QStringLiteral("-of"),
-                QStringLiteral("csv=p=0"), file});
-        QVERIFY(ffprobe.waitForFinished(30000));
-        const QList<QByteArray> keys = ffprobe.readAllStandardOutput().trimmed().split('\n');
-        QCOMPARE(keys.size(), 331); // the last picture once more, at the stop
-        QVERIFY(keys.value(0).startsWith("1"));
-        qsizetype last = 0;
-        for (qsizetype i = 1; i < keys.size(); ++i) {
-            if (keys.at(i).startsWith("1")) {
-                QVERIFY(i - last <= 300);
-                last = i;
-            }
-        }
-        QVERIFY(keys.size() - last <= 300);
-    }
-
-    void aRecordingWithoutFramesLeavesNothing()
-    {
-        const QString file = path("empty.mp4");
+        const QString file = path("gone.mp4");
         std::unique_ptr<VideoFileWriter> writer = open(file, planOf(64, 64, VideoCodec::h264));
         QVERIFY(writer);
         const Result<QString> finished = writer->finish(m_start);
-        QVERIFY(!finished);
-        QCOMPARE(finished.error().message, QStringLiteral("The recording contains no frames."));
+        QCOMPARE(finished ? QString() : finished.error().message, QStringLiteral("The recording contains no frames."));
         QVERIFY(!QFile::exists(file));
-    }
 
-    void cancellingRemovesTheFile()
-    {
-        const QString file = path("cancelled.mp4");
-        std::unique_ptr<VideoFileWriter> writer = open(file, planOf(64, 64, VideoCodec::h264));
+        writer = open(file, planOf(64, 64, VideoCodec::h264));
         QVERIFY(writer);
         appendFrames(*writer, QSize(64, 64), 60);
         QVERIFY(QFile::exists(file));
         writer->cancel();
+        QVERIFY(!QFile::exists(file));
+
+        const Result<std::unique_ptr<VideoFileWriter>> huge
+            = MediaVideoWriterFactory::open(file, planOf(40000, 40000, VideoCodec::h264));
+        QCOMPARE(huge ? QString() : huge.error().message,
+            QStringLiteral("Couldn't write the video: unsupported codec settings"));
         QVERIFY(!QFile::exists(file));
     }
 
@@ -298,17 +267,9 @@ private Q_SLOTS:
             return;
         // What was written before the disk filled up plays, up to less than a second before.
         const QJsonObject stream
-            = probe(kept, {QStringLiteral("-count_frames")})[QLatin1String("streams")].toArray().at(0).toObject();
+            = probe(kept, QStringLiteral("-count_frames"))[QLatin1String("streams")].toArray().at(0).toObject();
         const int frames = stream[QLatin1String("nb_read_frames")].toString().toInt();
         QVERIFY2(frames >= 30, qPrintable(report + QStringLiteral(", frames: %1").arg(frames)));
-    }
-
-    void refusesSizesTheEncoderCannotTake()
-    {
-        const Result<std::unique_ptr<VideoFileWriter>> writer
-            = MediaVideoWriterFactory::open(path("huge.mp4"), planOf(40000, 40000, VideoCodec::h264));
-        QVERIFY(!writer);
-        QCOMPARE(writer.error().message, QStringLiteral("Couldn't write the video: unsupported codec settings"));
     }
 };
 

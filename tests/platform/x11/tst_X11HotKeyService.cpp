@@ -7,10 +7,7 @@
 
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QTemporaryFile>
 #include <QTest>
-
-#include <unistd.h>
 
 using namespace KeyboardShortcuts;
 
@@ -22,28 +19,12 @@ const Shortcut shiftAlt4{21, shiftOption};
 enum class Then { letGo, keepIt };
 // Key codes of Xvfb's built-in keyboard (evdev numbering, US layout).
 namespace Key {
-constexpr xcb_keycode_t escape = 9, three = 12, four = 13, five = 14;
+constexpr xcb_keycode_t three = 12, four = 13, five = 14;
 }
 
 void xdotool(const QString &arguments)
 {
     QCOMPARE(QProcess::execute(QStringLiteral("xdotool"), arguments.split(QLatin1Char(' '))), 0);
-}
-
-QByteArray standardOutputOf(const std::function<void()> &call)
-{
-    QTemporaryFile file;
-    if (!file.open())
-        return "cannot capture";
-    std::fflush(stdout);
-    const int saved = dup(STDOUT_FILENO);
-    dup2(file.handle(), STDOUT_FILENO);
-    call();
-    std::fflush(stdout);
-    dup2(saved, STDOUT_FILENO);
-    close(saved);
-    file.seek(0);
-    return file.readAll();
 }
 
 } // namespace
@@ -125,24 +106,18 @@ private Q_SLOTS:
     {
         QTest::addColumn<quint32>("modifiers");
         QTest::addColumn<bool>("otherHoldsIt");
-        QTest::addColumn<QByteArray>("printed");
-        QTest::newRow("held by another program")
-            << shiftOption << true << QByteArray("Error registering hotkey Alt+Shift+5: 10\n");
-        QTest::newRow("function has no X modifier") << (shiftOption | CarbonModifier::function) << false
-                                                    << QByteArray("Error registering hotkey Alt+Shift+5: 2\n");
+        QTest::newRow("held by another program") << shiftOption << true;
+        QTest::newRow("function has no X modifier") << (shiftOption | CarbonModifier::function) << false;
     }
 
     void refusedChord()
     {
         QFETCH(quint32, modifiers);
         QFETCH(bool, otherHoldsIt);
-        QFETCH(QByteArray, printed);
         // The plain variant only: the lock variants were free to take, and must be let go.
         if (otherHoldsIt)
             QVERIFY(otherCanGrab(Key::five, shiftAlt, Then::keepIt));
-        std::optional<quint32> id;
-        QCOMPARE(standardOutputOf([&] { id = registerCounting(Shortcut{23, modifiers}); }), printed);
-        QVERIFY(!id);
+        QVERIFY(!registerCounting(Shortcut{23, modifiers}));
         QVERIFY(otherCanGrab(Key::five, shiftAlt | XCB_MOD_MASK_2));
         QVERIFY(otherCanGrab(Key::five, shiftAlt | XCB_MOD_MASK_LOCK));
         QVERIFY(!m_service->dispatch(Shortcut{23, modifiers}, KeyDirection::down));
@@ -171,29 +146,19 @@ private Q_SLOTS:
         m_service->unregisterHotKey(*id);
     }
 
-    // The names as the application wires them: Escape is held only while enabled, and a chord
-    // changed in the settings moves the grab.
-    void actionsHoldWhatIsEnabled()
+    // As the application wires it: a chord changed in the settings moves the grab, and the grab
+    // goes with the actions. Escape, held only while a recording can be cancelled, is
+    // tst_TrayRecording's.
+    void aChangedChordMovesTheGrab()
     {
         QTemporaryDir dir;
         Preferences preferences(dir.filePath(QStringLiteral("qorvel.conf")), dir.path());
         ShortcutStore store(preferences);
         int screenshots = 0;
-        int cancels = 0;
         {
             ShortcutActions actions(store, *m_service);
             actions.onKeyDown(Name::captureScreenshot(), [&] { ++screenshots; });
-            actions.onKeyDown(
-                Name::cancelRecording(), [&] { ++cancels; }, ShortcutActions::Activation::disabled);
             QVERIFY(!otherCanGrab(Key::four, shiftAlt));
-            QVERIFY(otherCanGrab(Key::escape, 0));
-            actions.setActivation(Name::cancelRecording(), ShortcutActions::Activation::enabled);
-            xdotool(QStringLiteral("key Escape"));
-            fence();
-            QCOMPARE(cancels, 1);
-            actions.setActivation(Name::cancelRecording(), ShortcutActions::Activation::disabled);
-            QVERIFY(otherCanGrab(Key::escape, 0));
-
             store.setShortcut(Name::captureScreenshot(), Shortcut{20, shiftOption});
             QVERIFY(otherCanGrab(Key::four, shiftAlt));
             xdotool(QStringLiteral("key shift+alt+3"));

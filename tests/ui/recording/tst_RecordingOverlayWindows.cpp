@@ -1,9 +1,9 @@
 #include "RecordingOverlayWindows.h"
+#include "SessionTools.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QImage>
-#include <QProcess>
 #include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
@@ -11,24 +11,15 @@
 // The overlays on a real X server, read back from the root window as a recording would see it.
 namespace {
 
-QImage screen(const QTemporaryDir &dir)
-{
-    const QString file = dir.filePath(QStringLiteral("root.png"));
-    QProcess::execute(QStringLiteral("import"), {QStringLiteral("-window"), QStringLiteral("root"), file});
-    return QImage(file).convertToFormat(QImage::Format_RGB32);
-}
-
-bool isRed(QRgb pixel)
-{
-    return qRed(pixel) > 200 && qGreen(pixel) < 120 && qBlue(pixel) < 120;
-}
-
+// Pixels of the frame's red in `area`.
 int redPixels(const QImage &image, const QRect &area)
 {
     int count = 0;
     for (int y = area.top(); y <= area.bottom(); ++y) {
-        for (int x = area.left(); x <= area.right(); ++x)
-            count += isRed(image.pixel(x, y)) ? 1 : 0;
+        for (int x = area.left(); x <= area.right(); ++x) {
+            const QRgb pixel = image.pixel(x, y);
+            count += qRed(pixel) > 200 && qGreen(pixel) < 120 && qBlue(pixel) < 120 ? 1 : 0;
+        }
     }
     return count;
 }
@@ -41,6 +32,8 @@ class tst_RecordingOverlayWindows : public QObject
 
     QTemporaryDir m_dir;
     RecordingOverlayWindows m_overlays;
+
+    QImage screen() const { return screenRegion(QGuiApplication::primaryScreen()->geometry(), m_dir.path()); }
 
 private Q_SLOTS:
     // Dashes all round the region and not one red pixel inside it; none on a whole display.
@@ -57,7 +50,7 @@ private Q_SLOTS:
         QFETCH(bool, shown);
         m_overlays.showFrame(QRectF(region));
         QTest::qWait(300);
-        const QImage shot = screen(m_dir);
+        const QImage shot = screen();
         m_overlays.hideFrame();
         QCOMPARE(redPixels(shot, region), 0);
         if (!shown)
@@ -68,7 +61,7 @@ private Q_SLOTS:
                  QRect(region.right() + 1, region.top(), 3, region.height())})
             QVERIFY2(redPixels(shot, band) > band.width() * band.height() / 5, "a side without its dashes");
         QTest::qWait(200);
-        QCOMPARE(redPixels(screen(m_dir), region.adjusted(-4, -4, 4, 4)), 0); // hidden again
+        QCOMPARE(redPixels(screen(), region.adjusted(-4, -4, 4, 4)), 0); // hidden again
     }
 
     void theCountdown_data()
