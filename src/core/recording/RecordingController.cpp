@@ -60,7 +60,6 @@ void RecordingController::beginCapture()
         return end(Result<QString>(started.error()));
     }
     m_parts.overlays.showFrame(m_session->capturedFrame());
-    m_frameShown = true;
     m_started.start();
     m_phase = Phase::recording;
     if (onTick)
@@ -106,9 +105,9 @@ void RecordingController::tearDown()
         return;
     m_live = false;
     m_timer.stop();
-    if (m_frameShown)
+    // The frame is up from the moment capturing started.
+    if (m_started.isValid())
         m_parts.overlays.hideFrame();
-    m_frameShown = false;
     if (onTick)
         onTick(std::nullopt);
     m_parts.enableCancelShortcut(false);

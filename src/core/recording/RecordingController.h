@@ -68,5 +68,4 @@ private:
     QElapsedTimer m_started;
     bool m_cancelRequested = false;
     bool m_live = false; // something to tear down: the shortcut, the ticks, perhaps the frame
-    bool m_frameShown = false;
 };
