@@ -1,6 +1,7 @@
 #include "AppCoordinator.h"
 
 #include "AboutView.h"
+#include "AccessibilitySwitch.h"
 #include "ChoiceAlert.h"
 #include "Clipboard.h"
 #include "CompositionRoot.h"
@@ -8,13 +9,17 @@
 #include "HotKeyService.h"
 #include "InstanceCommands.h"
 #include "LeftoverRecordings.h"
+#include "LoginItem.h"
 #include "Name.h"
+#include "OnboardingView.h"
 #include "OffMainThread.h"
 #include "PopupShortcutFilter.h"
 #include "RecordingController.h"
 #include "RecordingOverlays.h"
-#include "SettingsPlaceholderView.h"
+#include "SettingsContext.h"
+#include "SettingsView.h"
 #include "ShortcutActions.h"
+#include "ShortcutConflicts.h"
 #include "ShortcutStore.h"
 #include "ShutterSound.h"
 #include "StatusIcon.h"
@@ -44,7 +49,22 @@ AppCoordinator::AppCoordinator(CompositionRoot &root, QObject *parent)
     , m_notifier(root.makeNotifier(&WarningAlert::show))
     , m_shutter(CompositionRoot::makeShutterSound())
     , m_shortcutStore(std::make_unique<KeyboardShortcuts::ShortcutStore>(root.preferences()))
+    , m_loginItem(CompositionRoot::makeLoginItem())
+    , m_accessibility(CompositionRoot::makeAccessibilitySwitch())
 {
+    using KeyboardShortcuts::Name;
+    using KeyboardShortcuts::Shortcut;
+    const auto control = [](Qt::Key key) { return *Shortcut::fromQt(QKeyCombination(Qt::ControlModifier, key)); };
+    m_shortcutConflicts = std::make_unique<KeyboardShortcuts::ShortcutConflicts>(*m_shortcutStore,
+        QList<KeyboardShortcuts::ShortcutConflicts::TitledName>{
+            {Name::captureScreenshot(), QStringLiteral("Take screenshot")},
+            {Name::recordVideo(), QStringLiteral("Record video / stop")},
+            {Name::cancelRecording(), QStringLiteral("Cancel")}},
+        // The commands every window of Qorvel's has (WindowPresenter).
+        QList<KeyboardShortcuts::ShortcutConflicts::Claim>{{control(Qt::Key_Q), QStringLiteral("Quit")},
+            {control(Qt::Key_W), QStringLiteral("Close Window")}, {control(Qt::Key_M), QStringLiteral("Minimize")}},
+        // Without hot keys (outside X11) nothing can be tried, and nothing would be registered.
+        [this](const Shortcut &chord) { return !m_hotKeys || m_hotKeys->isAvailable(chord); });
     connect(&m_windows, &WindowPresenter::quitRequested, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 }
 
@@ -83,6 +103,8 @@ void AppCoordinator::start()
     registerShortcuts();
     recoverRecordings();
     announceMissingTray();
+    if (!m_root.preferences().boolValue(PreferenceKey::hasCompletedOnboarding))
+        showOnboarding();
 }
 
 void AppCoordinator::registerShortcuts()
@@ -378,10 +400,35 @@ void AppCoordinator::openSaveFolder()
     QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
 }
 
+SettingsContext AppCoordinator::settingsContext()
+{
+    return SettingsContext{m_root.preferences(), *m_shortcutStore, *m_shortcutConflicts, *m_loginItem,
+        *m_accessibility, QLatin1String(qorvelVersion)};
+}
+
 void AppCoordinator::showSettings()
 {
-    m_windows.show(QStringLiteral("settings"), tr("Qorvel Settings"),
-        [this] { return new SettingsPlaceholderView(m_root.preferences().filePath()); });
+    m_windows.show(QStringLiteral("settings"), tr("Qorvel Settings"), [this] {
+        return new SettingsView(settingsContext(), [this](QWidget *parent) { return makeCatboxPane(parent); });
+    });
+}
+
+QWidget *AppCoordinator::makeCatboxPane(QWidget *parent)
+{
+    return new QWidget(parent);
+}
+
+void AppCoordinator::showOnboarding()
+{
+    m_windows.show(QStringLiteral("onboarding"), tr("Welcome to Qorvel"), [this] {
+        const Result<CaptureServices *> services = captureServices();
+        return new OnboardingView(settingsContext(), services ? (*services)->permission.get() : nullptr,
+            {[this]() { relaunch(); },
+                [this]() {
+                    m_root.preferences().markOnboardingCompleted();
+                    m_windows.close(QStringLiteral("onboarding"));
+                }});
+    });
 }
 
 void AppCoordinator::showAbout()

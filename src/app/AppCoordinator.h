@@ -16,8 +16,14 @@
 namespace KeyboardShortcuts {
 class HotKeyService;
 class ShortcutActions;
+class ShortcutConflicts;
 class ShortcutStore;
 } // namespace KeyboardShortcuts
+
+class AccessibilitySwitch;
+class LoginItem;
+class QWidget;
+struct SettingsContext;
 
 class Clipboard;
 class RecordingController;
@@ -48,6 +54,8 @@ public:
     void toggleRecording();
     void openSaveFolder();
     void showSettings();
+    // The welcome, shown at start until the user has finished it once.
+    void showOnboarding();
     void showAbout();
     void copyUpload(const UploadRecord &record);
     void openUpload(const UploadRecord &record);
@@ -85,6 +93,8 @@ private:
     // Delivers the recordings that a Qorvel which died left behind, then purges what is old.
     void recoverRecordings();
     void removeFromCatbox(const UploadRecord &record);
+    SettingsContext settingsContext();
+    QWidget *makeCatboxPane(QWidget *parent);
     void notify(const QString &title, const QString &body, bool failure);
 
     CompositionRoot &m_root;
@@ -95,6 +105,9 @@ private:
     std::optional<CaptureServices> m_capture;
     std::unique_ptr<InstanceCommands> m_commands;
     std::unique_ptr<KeyboardShortcuts::ShortcutStore> m_shortcutStore;
+    std::unique_ptr<KeyboardShortcuts::ShortcutConflicts> m_shortcutConflicts;
+    std::unique_ptr<LoginItem> m_loginItem;
+    std::unique_ptr<AccessibilitySwitch> m_accessibility;
     std::unique_ptr<KeyboardShortcuts::HotKeyService> m_hotKeys;
     std::unique_ptr<KeyboardShortcuts::ShortcutActions> m_shortcuts;
     std::unique_ptr<PopupShortcutFilter> m_popupShortcuts;

@@ -3,6 +3,7 @@
 #include "AtspiElementFinder.h"
 #include "CanberraShutterSound.h"
 #include "CatboxUploader.h"
+#include "DBusAccessibilitySwitch.h"
 #include "DBusInstanceChannel.h"
 #include "FileRevealer.h"
 #include "FreedesktopNotifier.h"
@@ -23,11 +24,13 @@
 #include "X11ScreenCapture.h"
 #include "X11ScreenCaptureAccess.h"
 #include "X11SystemTray.h"
+#include "XdgAutostartEntry.h"
 
 #include <QDBusConnection>
 #include <QDesktopServices>
 #include <QDir>
 #include <QGuiApplication>
+#include <QIcon>
 #include <QLoggingCategory>
 #include <QNetworkAccessManager>
 #include <QScreen>
@@ -338,4 +341,24 @@ LeftoverRecordings::Recover CompositionRoot::recordingRecovery()
 std::unique_ptr<ShutterSound> CompositionRoot::makeShutterSound()
 {
     return std::make_unique<CanberraShutterSound>();
+}
+
+std::unique_ptr<LoginItem> CompositionRoot::makeLoginItem()
+{
+    const QString entry = QDir(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation))
+                              .filePath(QStringLiteral("autostart/") + applicationId + QStringLiteral(".desktop"));
+    return std::make_unique<XdgAutostartEntry>(
+        entry, XdgAutostartEntry::execArgument(QCoreApplication::applicationFilePath()));
+}
+
+std::unique_ptr<AccessibilitySwitch> CompositionRoot::makeAccessibilitySwitch()
+{
+    return std::make_unique<DBusAccessibilitySwitch>(QDBusConnection::sessionBus());
+}
+
+void CompositionRoot::useIconThemes()
+{
+    // Outside a full desktop Qt's theme is hicolor, which holds application icons only.
+    if (QIcon::fallbackThemeName().isEmpty() || QIcon::fallbackThemeName() == QLatin1String("hicolor"))
+        QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
 }

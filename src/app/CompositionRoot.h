@@ -24,7 +24,9 @@ namespace KeyboardShortcuts {
 class HotKeyService;
 }
 
+class AccessibilitySwitch;
 class Clipboard;
+class LoginItem;
 class FreedesktopNotifier;
 class Notifier;
 class QNetworkAccessManager;
@@ -122,6 +124,12 @@ public:
     static std::unique_ptr<RecordingOverlays> makeRecordingOverlays();
     static LeftoverRecordings::Recover recordingRecovery();
     static std::unique_ptr<Clipboard> makeClipboard();
+    // Launch at login, as this desktop keeps it.
+    static std::unique_ptr<LoginItem> makeLoginItem();
+    // The desktop's accessibility switch, which element snapping needs on.
+    static std::unique_ptr<AccessibilitySwitch> makeAccessibilitySwitch();
+    // Icons of the desktop's theme, with a fallback theme for desktops whose own has few.
+    static void useIconThemes();
     static std::unique_ptr<ShutterSound> makeShutterSound();
 
 private:

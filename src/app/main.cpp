@@ -99,6 +99,7 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Qorvel"));
     QApplication::setApplicationVersion(QLatin1String(qorvelVersion));
     QApplication::setDesktopFileName(QStringLiteral("com.vostrink.qorvel"));
+    CompositionRoot::useIconThemes();
     // A tray application lives on when its last window closes.
     QApplication::setQuitOnLastWindowClosed(false);
 

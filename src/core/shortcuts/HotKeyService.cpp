@@ -47,6 +47,16 @@ void HotKeyService::resume()
     }
 }
 
+bool HotKeyService::isAvailable(const Shortcut &shortcut)
+{
+    // A trial of a chord this process holds would succeed, and its release would end the grab.
+    for (const auto &[id, entry] : m_entries) {
+        if (entry.grabbed && entry.shortcut == shortcut)
+            return true;
+    }
+    return tryGrab(shortcut);
+}
+
 bool HotKeyService::dispatch(const Shortcut &shortcut, KeyDirection direction)
 {
     const quint32 modifiers = Shortcut::normalizedModifiers(shortcut.carbonModifiers);

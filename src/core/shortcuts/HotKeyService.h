@@ -35,6 +35,10 @@ public:
     // Grabs every paused entry again; an entry refused now is removed, as at registration.
     void resume();
 
+    // Whether the window system would give Qorvel this chord now. A chord one of Qorvel's own
+    // entries holds is available; any other is taken for a moment and let go.
+    bool isAvailable(const Shortcut &shortcut);
+
     // A key the application saw itself (its own menu held the keyboard, so no hot key fired):
     // runs the first entry with this key and the same modifiers. False when none matched.
     bool dispatch(const Shortcut &shortcut, KeyDirection direction);
@@ -45,6 +49,8 @@ protected:
     // Takes the system-wide grab; false when refused (and the adapter printed why).
     virtual bool grab(quint32 id, const Shortcut &shortcut) = 0;
     virtual void release(quint32 id) = 0;
+    // Takes the grab and lets go at once, reporting nothing: only a trial.
+    virtual bool tryGrab(const Shortcut &shortcut) = 0;
 
     // For the adapter's key events.
     void trigger(quint32 id, KeyDirection direction);

@@ -109,6 +109,17 @@ void X11HotKeyService::release(quint32 id)
     m_registrations.erase(registration);
 }
 
+bool X11HotKeyService::tryGrab(const Shortcut &shortcut)
+{
+    std::variant<std::vector<KeyGrab>, int> grabs = grabKeys(shortcut);
+    QMetaObject::invokeMethod(this, &X11HotKeyService::readEvents, Qt::QueuedConnection);
+    if (std::holds_alternative<int>(grabs))
+        return false;
+    ungrab(std::get<0>(grabs));
+    xcb_flush(m_connection->get());
+    return true;
+}
+
 std::variant<std::vector<X11HotKeyService::KeyGrab>, int> X11HotKeyService::grabKeys(const Shortcut &shortcut)
 {
     // X has no modifier for the function key, and a key without a key code cannot be grabbed:

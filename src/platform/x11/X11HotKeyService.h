@@ -27,6 +27,7 @@ public:
 protected:
     bool grab(quint32 id, const KeyboardShortcuts::Shortcut &shortcut) override;
     void release(quint32 id) override;
+    bool tryGrab(const KeyboardShortcuts::Shortcut &shortcut) override;
 
 private:
     struct KeyGrab
