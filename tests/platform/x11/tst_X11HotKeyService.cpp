@@ -146,6 +146,23 @@ private Q_SLOTS:
         m_service->unregisterHotKey(*id);
     }
 
+    // The shortcut recorder's check: a trial takes nothing for good, and never lets go of a
+    // chord Qorvel holds.
+    void trialLeavesEveryGrabAsItWas()
+    {
+        QVERIFY(otherCanGrab(Key::five, shiftAlt, Then::keepIt));
+        QVERIFY(!m_service->isAvailable(Shortcut{23, shiftOption}));
+        xcb_ungrab_key(m_other->get(), Key::five, m_other->root(), shiftAlt);
+        xcb_flush(m_other->get());
+        QVERIFY(m_service->isAvailable(Shortcut{23, shiftOption}));
+        QVERIFY(otherCanGrab(Key::five, shiftAlt));
+
+        const std::optional<quint32> id = registerCounting(shiftAlt4);
+        QVERIFY(id && m_service->isAvailable(shiftAlt4));
+        QVERIFY(!otherCanGrab(Key::four, shiftAlt));
+        m_service->unregisterHotKey(*id);
+    }
+
     // As the application wires it: a chord changed in the settings moves the grab, and the grab
     // goes with the actions. Escape, held only while a recording can be cancelled, is
     // tst_TrayRecording's.
