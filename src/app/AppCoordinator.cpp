@@ -2,6 +2,7 @@
 
 #include "AboutView.h"
 #include "AccessibilitySwitch.h"
+#include "CatboxSettingsView.h"
 #include "ChoiceAlert.h"
 #include "Clipboard.h"
 #include "CompositionRoot.h"
@@ -25,6 +26,7 @@
 #include "StatusIcon.h"
 #include "StatusItemController.h"
 #include "TrayHostWatch.h"
+#include "UploadRemoval.h"
 #include "Uploader.h"
 #include "Version.h"
 #include "WarningAlert.h"
@@ -70,6 +72,9 @@ AppCoordinator::AppCoordinator(CompositionRoot &root, QObject *parent)
 
 AppCoordinator::~AppCoordinator()
 {
+    // The windows show the services below: they go before them.
+    for (const QLatin1String identifier : {QLatin1String("settings"), QLatin1String("onboarding")})
+        delete m_windows.window(identifier);
     // A recording running now stays on the disk, and the next start delivers it.
     m_recorder.reset();
     // The services report to the notifier and the clipboard: they go first.
@@ -80,6 +85,7 @@ AppCoordinator::~AppCoordinator()
     m_hotKeys.reset();
     m_trayHostWatch.reset();
     m_statusItem.reset();
+    m_removal.reset();
     m_capture.reset();
 }
 
@@ -206,7 +212,7 @@ void AppCoordinator::restartForTrayHost()
     // nothing: no selection open, no upload or deletion under way, and no clipboard of ours
     // (an X11 clipboard lives in the process that filled it).
     const bool busy = (m_capture && (m_capture->screenshots->isSelecting() || m_capture->output->runningUploads() > 0))
-        || (m_recorder && m_recorder->phase() != RecordingController::Phase::idle) || !m_removals.empty()
+        || (m_recorder && m_recorder->phase() != RecordingController::Phase::idle) || (m_removal && m_removal->isBusy())
         || QGuiApplication::clipboard()->ownsClipboard();
     if (busy) {
         constexpr std::chrono::seconds retry{10};
@@ -233,6 +239,7 @@ Result<CaptureServices *> AppCoordinator::captureServices()
         if (!made)
             return made.error();
         m_capture.emplace(std::move(made).value());
+        m_removal = std::make_unique<UploadRemoval>(*m_capture->history, [this]() { return m_root.makeAccountUploader(); });
         m_commands = std::make_unique<InstanceCommands>(*m_capture->screenshots);
     }
     return &*m_capture;
@@ -415,7 +422,12 @@ void AppCoordinator::showSettings()
 
 QWidget *AppCoordinator::makeCatboxPane(QWidget *parent)
 {
-    return new QWidget(parent);
+    const Result<CaptureServices *> services = captureServices();
+    return new CatboxSettingsView(
+        {m_root.secrets(), services ? (*services)->history.get() : nullptr, m_removal.get(),
+            [this](std::optional<QString> userhash) { return m_root.makeUploader(std::move(userhash)); }, *m_clipboard,
+            CompositionRoot::temporaryFolder()},
+        parent);
 }
 
 void AppCoordinator::showOnboarding()
@@ -460,23 +472,13 @@ void AppCoordinator::deleteUpload(const UploadRecord &record)
 
 void AppCoordinator::removeFromCatbox(const UploadRecord &record)
 {
-    Result<std::unique_ptr<Uploader>> uploader = m_root.makeAccountUploader();
-    if (!uploader) {
-        notify(QStringLiteral("Couldn't delete from Catbox"), uploader.error().message, true);
+    if (!m_removal)
         return;
-    }
-    m_removals.push_back(std::move(uploader).value());
-    const auto removal = std::prev(m_removals.end());
-    (*removal)->remove(record.remoteName, [this, record, removal](const Result<void> &removed) {
-        if (removed) {
-            if (m_capture)
-                m_capture->history->remove(record.id);
+    m_removal->remove(record, [this](const Result<void> &removed) {
+        if (removed)
             notify(QStringLiteral("Deleted from Catbox"), QString(), false);
-        } else {
+        else
             notify(QStringLiteral("Couldn't delete from Catbox"), removed.error().message, true);
-        }
-        // Not from inside its own completion.
-        QTimer::singleShot(0, this, [this, removal]() { m_removals.erase(removal); });
     });
 }
 

@@ -36,6 +36,7 @@ class ShutterSound;
 class StatusItemController;
 class TrayHostWatch;
 class Uploader;
+class UploadRemoval;
 
 // Owns every long-lived service of the running tray application and runs its user flows. The
 // tray, the shortcuts, D-Bus and the command line all reach captures through it.
@@ -115,6 +116,6 @@ private:
     std::unique_ptr<TrayHostWatch> m_trayHostWatch;
     std::unique_ptr<RecordingOverlays> m_recordingOverlays;
     std::unique_ptr<RecordingController> m_recorder;
-    // Deletions on their way: each uploader lives until its answer has come.
-    std::list<std::unique_ptr<Uploader>> m_removals;
+    // Made with the capture services, whose history it changes.
+    std::unique_ptr<UploadRemoval> m_removal;
 };

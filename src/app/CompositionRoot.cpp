@@ -343,6 +343,11 @@ std::unique_ptr<ShutterSound> CompositionRoot::makeShutterSound()
     return std::make_unique<CanberraShutterSound>();
 }
 
+QString CompositionRoot::temporaryFolder()
+{
+    return QDir::tempPath();
+}
+
 std::unique_ptr<LoginItem> CompositionRoot::makeLoginItem()
 {
     const QString entry = QDir(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation))

@@ -124,6 +124,8 @@ public:
     static std::unique_ptr<RecordingOverlays> makeRecordingOverlays();
     static LeftoverRecordings::Recover recordingRecovery();
     static std::unique_ptr<Clipboard> makeClipboard();
+    // For small files of a moment (the settings' test image).
+    static QString temporaryFolder();
     // Launch at login, as this desktop keeps it.
     static std::unique_ptr<LoginItem> makeLoginItem();
     // The desktop's accessibility switch, which element snapping needs on.

@@ -41,7 +41,7 @@ private Q_SLOTS:
         QCOMPARE(runQorvel(words("account set"), "testhash0123456789\n").exitCode, 0);
         QVERIFY(QDir().mkpath(QDir::home().filePath(QStringLiteral(".config/qorvel"))));
         writeTestFile(QDir::home().filePath(QStringLiteral(".config/qorvel/qorvel.conf")),
-            "[General]\nscreenshotUpload=true\nplayShutterSound=false\n");
+            "[General]\nhasCompletedOnboarding=true\nscreenshotUpload=true\nplayShutterSound=false\n");
 
         m_qorvel.setProcessEnvironment(OverlayPaints::logging());
         m_qorvel.start(QStringLiteral(QORVEL_EXECUTABLE), {});

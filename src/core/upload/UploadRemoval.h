@@ -27,6 +27,8 @@ public:
     // Returns at once; `done` runs later on this thread, after the history has lost the record
     // when the host agreed. Answers still on their way when this object goes are dropped.
     void remove(const UploadRecord &record, Completion done);
+    // Whether an answer is still on its way.
+    bool isBusy() const { return !m_inFlight.empty(); }
 
 private:
     UploadHistory &m_history;
