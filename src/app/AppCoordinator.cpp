@@ -12,8 +12,8 @@
 #include "LeftoverRecordings.h"
 #include "LoginItem.h"
 #include "Name.h"
-#include "OnboardingView.h"
 #include "OffMainThread.h"
+#include "OnboardingView.h"
 #include "PopupShortcutFilter.h"
 #include "RecordingController.h"
 #include "RecordingOverlays.h"
@@ -239,7 +239,8 @@ Result<CaptureServices *> AppCoordinator::captureServices()
         if (!made)
             return made.error();
         m_capture.emplace(std::move(made).value());
-        m_removal = std::make_unique<UploadRemoval>(*m_capture->history, [this]() { return m_root.makeAccountUploader(); });
+        m_removal
+            = std::make_unique<UploadRemoval>(*m_capture->history, [this]() { return m_root.makeAccountUploader(); });
         m_commands = std::make_unique<InstanceCommands>(*m_capture->screenshots);
     }
     return &*m_capture;
@@ -409,8 +410,8 @@ void AppCoordinator::openSaveFolder()
 
 SettingsContext AppCoordinator::settingsContext()
 {
-    return SettingsContext{m_root.preferences(), *m_shortcutStore, *m_shortcutConflicts, *m_loginItem,
-        *m_accessibility, QLatin1String(qorvelVersion)};
+    return SettingsContext{m_root.preferences(), *m_shortcutStore, *m_shortcutConflicts, *m_loginItem, *m_accessibility,
+        QLatin1String(qorvelVersion)};
 }
 
 void AppCoordinator::showSettings()

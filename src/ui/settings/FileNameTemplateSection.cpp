@@ -6,6 +6,7 @@
 
 #include <QDateTime>
 #include <QFormLayout>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -27,10 +28,14 @@ FileNameTemplateSection::FileNameTemplateSection(Preferences &preferences, QWidg
     auto *layout = new QFormLayout(this);
     layout->addRow(QStringLiteral("&Template:"), m_template);
     layout->addRow(QStringLiteral("Preview:"), m_preview);
-    layout->addRow(PreferenceControls::note(QStringLiteral("Tokens: ") + FileNameTemplate::tokens().join(QLatin1Char(' '))
-            + QStringLiteral(". The template also applies to recordings."),
-        this));
-    layout->addRow(QString(), restore);
+    layout->addRow(
+        PreferenceControls::note(QStringLiteral("Tokens: ") + FileNameTemplate::tokens().join(QLatin1Char(' '))
+                + QStringLiteral(". The template also applies to recordings."),
+            this));
+    auto *restoreRow = new QHBoxLayout;
+    restoreRow->addWidget(restore);
+    restoreRow->addStretch();
+    layout->addRow(QString(), restoreRow);
 
     connect(m_template, &QLineEdit::textEdited, this, [this](const QString &text) {
         m_preferences.setValue(PreferenceKey::fileNameTemplate, text);
@@ -60,7 +65,8 @@ void FileNameTemplateSection::showTemplate()
 
 void FileNameTemplateSection::showPreview()
 {
-    const QString name = FileNameTemplate::expand(m_template->text(), QDateTime::currentDateTime()) + QLatin1String(".png");
+    const QString name
+        = FileNameTemplate::expand(m_template->text(), QDateTime::currentDateTime()) + QLatin1String(".png");
     m_preview->setToolTip(name);
     const int width = m_template->width() > 0 ? m_template->width() : m_template->sizeHint().width();
     m_preview->setText(m_preview->fontMetrics().elidedText(name, Qt::ElideMiddle, width));

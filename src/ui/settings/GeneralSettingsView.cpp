@@ -55,7 +55,8 @@ GeneralSettingsView::GeneralSettingsView(const SettingsContext &context, QWidget
     // Linux builds carry no updater: the distribution's package manager updates Qorvel.
     auto *updates = new QGroupBox(QStringLiteral("Updates"), this);
     auto *updatesForm = new QFormLayout(updates);
-    updatesForm->addRow(note(QStringLiteral("Updates are off in this build (no appcast URL or Sparkle key)."), updates));
+    updatesForm->addRow(
+        note(QStringLiteral("Updates are off in this build (no appcast URL or Sparkle key)."), updates));
     auto *version = new QLabel(context.version, updates);
     version->setObjectName(QStringLiteral("version"));
     version->setTextInteractionFlags(Qt::TextSelectableByMouse);

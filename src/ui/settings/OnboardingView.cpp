@@ -96,7 +96,8 @@ OnboardingView::OnboardingView(
     setMinimumWidth(fontMetrics().averageCharWidth() * 70);
 
     if (m_monitor) {
-        connect(m_monitor.get(), &ScreenRecordingPermissionMonitor::statusChanged, this, &OnboardingView::showPermission);
+        connect(
+            m_monitor.get(), &ScreenRecordingPermissionMonitor::statusChanged, this, &OnboardingView::showPermission);
         connect(m_monitor.get(), &ScreenRecordingPermissionMonitor::didOpenSettingsChanged, this,
             &OnboardingView::showPermission);
         m_monitor->refresh();
@@ -154,7 +155,8 @@ QWidget *OnboardingView::permissionStep()
 QWidget *OnboardingView::uploadStep(const SettingsContext &context)
 {
     QVBoxLayout *body = nullptr;
-    QWidget *page = stepPage(QStringLiteral("send-to"), QStringLiteral("Upload to Catbox (optional)"), m_steps, &body);
+    QWidget *page
+        = stepPage(QStringLiteral("document-send"), QStringLiteral("Upload to Catbox (optional)"), m_steps, &body);
     QCheckBox *upload = PreferenceControls::checkBox(context.preferences, PreferenceKey::screenshotUpload,
         QStringLiteral("&Upload screenshots to Catbox and copy the link"), page);
     upload->setObjectName(QStringLiteral("screenshotUpload"));

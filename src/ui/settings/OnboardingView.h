@@ -29,8 +29,8 @@ public:
     };
 
     // Without `permission` (no screen capture in this session) the first step says so.
-    OnboardingView(
-        const SettingsContext &context, ScreenRecordingPermission *permission, Actions actions, QWidget *parent = nullptr);
+    OnboardingView(const SettingsContext &context, ScreenRecordingPermission *permission, Actions actions,
+        QWidget *parent = nullptr);
     ~OnboardingView() override;
 
     Step step() const { return m_step; }

@@ -25,8 +25,8 @@ QCheckBox *checkBox(Preferences &preferences, const QString &key, const QString 
     return box;
 }
 
-QComboBox *comboBox(Preferences &preferences, const QString &key, const QList<std::pair<QString, QLatin1String>> &choices,
-    QWidget *parent)
+QComboBox *comboBox(Preferences &preferences, const QString &key,
+    const QList<std::pair<QString, QLatin1String>> &choices, QWidget *parent)
 {
     auto *box = new QComboBox(parent);
     for (const auto &[text, raw] : choices)

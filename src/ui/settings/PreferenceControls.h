@@ -20,8 +20,8 @@ namespace PreferenceControls {
 QCheckBox *checkBox(Preferences &preferences, const QString &key, const QString &text, QWidget *parent);
 
 // `choices` pairs each shown text with the raw value stored for it.
-QComboBox *comboBox(Preferences &preferences, const QString &key, const QList<std::pair<QString, QLatin1String>> &choices,
-    QWidget *parent);
+QComboBox *comboBox(Preferences &preferences, const QString &key,
+    const QList<std::pair<QString, QLatin1String>> &choices, QWidget *parent);
 
 // A note under a group of controls: smaller, in the secondary colour, wrapping.
 QLabel *note(const QString &text, QWidget *parent);

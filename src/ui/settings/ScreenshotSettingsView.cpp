@@ -52,9 +52,8 @@ ScreenshotSettingsView::ScreenshotSettingsView(Preferences &preferences, QWidget
     qualityRow->addWidget(m_quality, 1);
     qualityRow->addWidget(m_qualityValue);
     m_format->addRow(QStringLiteral("JPEG &quality:"), qualityRow);
-    connect(m_quality, &QSlider::valueChanged, this, [this](int percent) {
-        m_preferences.setValue(screenshotJPEGQuality, double(percent) / percentSteps);
-    });
+    connect(m_quality, &QSlider::valueChanged, this,
+        [this](int percent) { m_preferences.setValue(screenshotJPEGQuality, double(percent) / percentSteps); });
 
     QCheckBox *shadow = PreferenceControls::checkBox(preferences, includeWindowShadow,
         QStringLiteral("Include the window s&hadow when capturing a window"), fileFormat);
@@ -78,7 +77,8 @@ ScreenshotSettingsView::ScreenshotSettingsView(Preferences &preferences, QWidget
 
 void ScreenshotSettingsView::showQuality()
 {
-    const int percent = int(std::lround(m_preferences.doubleValue(PreferenceKey::screenshotJPEGQuality) * percentSteps));
+    const int percent
+        = int(std::lround(m_preferences.doubleValue(PreferenceKey::screenshotJPEGQuality) * percentSteps));
     {
         const QSignalBlocker quiet(m_quality);
         m_quality->setValue(percent);

@@ -22,7 +22,7 @@ SettingsView::SettingsView(
         QStringLiteral("&Screenshot"));
     m_tabs->addTab(new VideoSettingsView(context.preferences, m_tabs), symbolIcon(QStringLiteral("media-record")),
         QStringLiteral("&Video"));
-    m_tabs->addTab(makeCatboxPane(m_tabs), symbolIcon(QStringLiteral("send-to")), QStringLiteral("&Catbox"));
+    m_tabs->addTab(makeCatboxPane(m_tabs), symbolIcon(QStringLiteral("document-send")), QStringLiteral("&Catbox"));
 
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(12, 12, 12, 12);

@@ -12,9 +12,8 @@ void addShortcutRows(QFormLayout &form, const SettingsContext &context)
     const auto recorder = [&](const Name &name, const char *objectName) {
         auto *field = new ShortcutRecorder(
             context.shortcuts, name,
-            [&conflicts = context.conflicts, name](const KeyboardShortcuts::Shortcut &chord) {
-                return conflicts.check(name, chord);
-            },
+            [&conflicts = context.conflicts, name](
+                const KeyboardShortcuts::Shortcut &chord) { return conflicts.check(name, chord); },
             parent);
         field->setObjectName(QLatin1String(objectName));
         return field;

@@ -51,9 +51,10 @@ VideoSettingsView::VideoSettingsView(Preferences &preferences, QWidget *parent)
     form->addRow(QStringLiteral("&Quality:"), quality);
     form->addRow(QStringLiteral("C&odec:"), codec);
     form->addRow(QStringLiteral("Maximum &resolution:"), resolution);
-    form->addRow(PreferenceControls::note(QStringLiteral("MP4, 30 fps, no audio. A 10–20 second UI clip is usually 1–5 MB. "
-                                                         "HEVC makes smaller files; H.264 plays everywhere."),
-        compression));
+    form->addRow(
+        PreferenceControls::note(QStringLiteral("MP4, 30 fps, no audio. A 10–20 second UI clip is usually 1–5 MB. "
+                                                "HEVC makes smaller files; H.264 plays everywhere."),
+            compression));
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(actions);

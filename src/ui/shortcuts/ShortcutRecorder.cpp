@@ -57,7 +57,8 @@ ShortcutRecorder::ShortcutRecorder(
     connect(m_field, &QPushButton::clicked, this, &ShortcutRecorder::startRecording);
 
     m_clear->setObjectName(QStringLiteral("clearChord"));
-    m_clear->setIcon(QIcon::fromTheme(QStringLiteral("edit-clear-symbolic"), QIcon::fromTheme(QStringLiteral("edit-clear"))));
+    m_clear->setIcon(
+        QIcon::fromTheme(QStringLiteral("edit-clear-symbolic"), QIcon::fromTheme(QStringLiteral("edit-clear"))));
     m_clear->setText(QStringLiteral("Clear"));
     m_clear->setToolTip(QStringLiteral("Turn this shortcut off"));
     m_clear->setAutoRaise(true);

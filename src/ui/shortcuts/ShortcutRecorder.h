@@ -28,9 +28,11 @@ class ShortcutRecorder : public QWidget
     Q_OBJECT
 
 public:
-    using Check = std::function<std::optional<KeyboardShortcuts::ShortcutConflict>(const KeyboardShortcuts::Shortcut &)>;
+    using Check
+        = std::function<std::optional<KeyboardShortcuts::ShortcutConflict>(const KeyboardShortcuts::Shortcut &)>;
 
-    ShortcutRecorder(KeyboardShortcuts::ShortcutStore &shortcuts, KeyboardShortcuts::Name name, Check check, QWidget *parent = nullptr);
+    ShortcutRecorder(KeyboardShortcuts::ShortcutStore &shortcuts, KeyboardShortcuts::Name name, Check check,
+        QWidget *parent = nullptr);
     ~ShortcutRecorder() override;
 
     bool isRecording() const { return m_recording; }

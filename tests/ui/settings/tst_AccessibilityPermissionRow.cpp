@@ -23,8 +23,8 @@ private Q_SLOTS:
 
         QDBusMessage off = QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"),
             QStringLiteral("/org/a11y/bus"), QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"));
-        off.setArguments({QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled"),
-            QVariant::fromValue(QDBusVariant(false))});
+        off.setArguments(
+            {QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled"), QVariant::fromValue(QDBusVariant(false))});
         QCOMPARE(QDBusConnection::sessionBus().call(off).type(), QDBusMessage::ReplyMessage);
         QTRY_VERIFY_WITH_TIMEOUT(!row.isGranted(), 3000);
 

@@ -64,8 +64,8 @@ private Q_SLOTS:
         m_dir = std::make_unique<QTemporaryDir>();
         m_preferences = std::make_unique<Preferences>(m_dir->filePath(QStringLiteral("qorvel.conf")), m_dir->path());
         m_shortcuts = std::make_unique<KeyboardShortcuts::ShortcutStore>(*m_preferences);
-        m_conflicts = std::make_unique<KeyboardShortcuts::ShortcutConflicts>(
-            *m_shortcuts, QList<KeyboardShortcuts::ShortcutConflicts::TitledName>{},
+        m_conflicts = std::make_unique<KeyboardShortcuts::ShortcutConflicts>(*m_shortcuts,
+            QList<KeyboardShortcuts::ShortcutConflicts::TitledName>{},
             QList<KeyboardShortcuts::ShortcutConflicts::Claim>{}, nullptr);
         m_autostart = std::make_unique<XdgAutostartEntry>(
             autostartFile(), XdgAutostartEntry::execArgument(QStringLiteral("/opt/my apps/qorvel")));
@@ -81,10 +81,10 @@ private Q_SLOTS:
         QTest::addColumn<QVariant>("shown");
         QTest::addColumn<QVariant>("changed");
         using namespace PreferenceKey;
-        const auto row = [](const char *tag, int tab, const char *name, QLatin1String key, QVariant shown,
-                             QVariant changed) {
-            QTest::newRow(tag) << tab << QString::fromLatin1(name) << QString(key) << shown << changed;
-        };
+        const auto row
+            = [](const char *tag, int tab, const char *name, QLatin1String key, QVariant shown, QVariant changed) {
+                  QTest::newRow(tag) << tab << QString::fromLatin1(name) << QString(key) << shown << changed;
+              };
         row("magnifier", 0, "showMagnifier", showMagnifier, true, false);
         row("shutter", 0, "playShutterSound", playShutterSound, true, false);
         row("screenshot copy", 1, "copy", screenshotCopyToClipboard, true, false);
@@ -195,13 +195,13 @@ private Q_SLOTS:
         bool finished = false;
         OnboardingView view(context(), nullptr, {{}, [&finished]() { finished = true; }});
         view.show();
-        const auto shown = [&view](const char *name) {
-            return view.findChild<QPushButton *>(QLatin1String(name))->isVisible();
-        };
+        const auto shown
+            = [&view](const char *name) { return view.findChild<QPushButton *>(QLatin1String(name))->isVisible(); };
         const auto progress = [&view]() { return view.findChild<QLabel *>(QStringLiteral("progress"))->text(); };
         QCOMPARE(progress(), QStringLiteral("Step 1 of 3"));
         QVERIFY(!shown("back") && !shown("skip") && shown("continue") && !shown("done"));
-        QVERIFY(view.findChild<QLabel *>(QStringLiteral("permissionStatus"))->text().startsWith(QStringLiteral("Error: ")));
+        QVERIFY(
+            view.findChild<QLabel *>(QStringLiteral("permissionStatus"))->text().startsWith(QStringLiteral("Error: ")));
 
         view.findChild<QPushButton *>(QStringLiteral("continue"))->click();
         QCOMPARE(progress(), QStringLiteral("Step 2 of 3"));

@@ -29,7 +29,10 @@ private:
         QTest::keyClick(recorder.findChild<QPushButton *>(QStringLiteral("chord")), key, modifiers);
     }
 
-    QString stored() const { return m_preferences->storedValue(ShortcutStore::key(QStringLiteral("captureScreenshot"))).toString(); }
+    QString stored() const
+    {
+        return m_preferences->storedValue(ShortcutStore::key(QStringLiteral("captureScreenshot"))).toString();
+    }
 
 private Q_SLOTS:
     void initTestCase()
@@ -53,8 +56,7 @@ private Q_SLOTS:
         m_store->registerName(Name::captureScreenshot());
         m_store->registerName(Name::recordVideo());
         m_conflicts = std::make_unique<ShortcutConflicts>(*m_store,
-            QList<ShortcutConflicts::TitledName>{
-                {Name::captureScreenshot(), QStringLiteral("Take screenshot")},
+            QList<ShortcutConflicts::TitledName>{{Name::captureScreenshot(), QStringLiteral("Take screenshot")},
                 {Name::recordVideo(), QStringLiteral("Record video / stop")}},
             QList<ShortcutConflicts::Claim>{
                 {*Shortcut::fromQt(QKeyCombination(Qt::ControlModifier, Qt::Key_Q)), QStringLiteral("Quit")}},
@@ -71,8 +73,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("message");
         QTest::newRow("another program") << int(Qt::Key_K) << int(Qt::ControlModifier | Qt::AltModifier)
                                          << QStringLiteral("Ctrl+Alt+K is already used by another program.");
-        QTest::newRow("the other shortcut") << int(Qt::Key_Percent) << int(Qt::ShiftModifier | Qt::AltModifier)
-                                            << QStringLiteral("Alt+Shift+5 is already the shortcut for “Record video / stop”.");
+        QTest::newRow("the other shortcut")
+            << int(Qt::Key_Percent) << int(Qt::ShiftModifier | Qt::AltModifier)
+            << QStringLiteral("Alt+Shift+5 is already the shortcut for “Record video / stop”.");
         QTest::newRow("a window command") << int(Qt::Key_Q) << int(Qt::ControlModifier)
                                           << QStringLiteral("Ctrl+Q is used by Qorvel's windows for “Quit”.");
         QTest::newRow("typing") << int(Qt::Key_A) << int(Qt::ShiftModifier)
@@ -107,7 +110,8 @@ private Q_SLOTS:
         recorder.startRecording();
         press(recorder, Qt::Key_J, Qt::ControlModifier | Qt::AltModifier);
         QVERIFY(!recorder.isRecording());
-        QCOMPARE(m_store->shortcut(Name::captureScreenshot()), Shortcut::fromQt(Qt::ControlModifier | Qt::AltModifier | Qt::Key_J));
+        QCOMPARE(m_store->shortcut(Name::captureScreenshot()),
+            Shortcut::fromQt(Qt::ControlModifier | Qt::AltModifier | Qt::Key_J));
         QCOMPARE(field->text(), QStringLiteral("Ctrl+Alt+J"));
 
         recorder.startRecording();
