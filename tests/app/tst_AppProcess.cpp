@@ -86,6 +86,31 @@ private Q_SLOTS:
         m_environment.insert(QStringLiteral("XDG_CACHE_HOME"), m_home.filePath(QStringLiteral("cache")));
         m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.filePath(QStringLiteral("runtime")));
         QVERIFY(m_home.mkdir(QStringLiteral("runtime"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        QVERIFY(m_home.mkpath(QStringLiteral("config/qorvel")));
+        writeTestFile(
+            m_home.filePath(QStringLiteral("config/qorvel/qorvel.conf")), "[General]\nhasCompletedOnboarding=true\n");
+    }
+
+    // A new user is welcomed at the first start, and once finished never again.
+    void firstStartWelcomesOnce()
+    {
+        QFile::remove(m_home.filePath(QStringLiteral("config/qorvel/qorvel.conf")));
+        QProcess *first = launch();
+        const QStringList welcome{QStringLiteral("Welcome to Qorvel")};
+        QTRY_COMPARE_WITH_TIMEOUT(windowTitles(), welcome, launchTimeoutMs);
+        // Continue, Continue, Done: each the default button of its step.
+        for (int step = 0; step < 3; ++step) {
+            xdotool(QStringLiteral("search --name Welcome windowactivate --sync key Return"));
+            QTest::qWait(300);
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(windowTitles().isEmpty(), 5000);
+        first->terminate();
+        QVERIFY(first->waitForFinished(10'000));
+
+        launch();
+        QTRY_VERIFY_WITH_TIMEOUT(primaryIsReady(), launchTimeoutMs);
+        QTest::qWait(1000);
+        QVERIFY(windowTitles().isEmpty());
     }
 
     void cleanup()

@@ -10,6 +10,7 @@
 #include <QCheckBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QStackedWidget>
@@ -193,6 +194,16 @@ void OnboardingView::go(Step step)
     m_continue->setVisible(step != Step::shortcuts);
     m_done->setVisible(step == Step::shortcuts);
     (step == Step::shortcuts ? m_done : m_continue)->setDefault(true);
+}
+
+void OnboardingView::keyPressEvent(QKeyEvent *event)
+{
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (!enter || (event->modifiers() & ~Qt::KeypadModifier) != Qt::NoModifier) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
+    (m_step == Step::shortcuts ? m_done : m_continue)->click();
 }
 
 void OnboardingView::showPermission()

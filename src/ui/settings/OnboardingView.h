@@ -35,6 +35,10 @@ public:
 
     Step step() const { return m_step; }
 
+protected:
+    // Return goes on, as in a dialog: a plain window has no default button of its own.
+    void keyPressEvent(QKeyEvent *event) override;
+
 private:
     QWidget *permissionStep();
     QWidget *uploadStep(const SettingsContext &context);
