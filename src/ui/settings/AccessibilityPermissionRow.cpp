@@ -15,8 +15,7 @@ QWidget *iconLabel(const QIcon &icon, const QString &text, QWidget *parent)
 {
     auto *row = new QWidget(parent);
     auto *picture = new QLabel(row);
-    const int side = row->style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, row);
-    picture->setPixmap(icon.pixmap(side, side));
+    setSmallIcon(*picture, icon);
     auto *layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(picture);

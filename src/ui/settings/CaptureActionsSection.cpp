@@ -43,9 +43,7 @@ CaptureActionsSection::CaptureActionsSection(
     m_warning = new QWidget(this);
     m_warning->setObjectName(QStringLiteral("nothingKeptWarning"));
     auto *warningIcon = new QLabel(m_warning);
-    const int side = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
-    warningIcon->setPixmap(
-        symbolIcon(QStringLiteral("dialog-warning"), QStyle::SP_MessageBoxWarning).pixmap(side, side));
+    setSmallIcon(*warningIcon, symbolIcon(QStringLiteral("dialog-warning"), QStyle::SP_MessageBoxWarning));
     auto *warningText = new QLabel(QStringLiteral("No action is on: captures won't be kept anywhere."), m_warning);
     warningText->setWordWrap(true);
     QPalette orange = warningText->palette();

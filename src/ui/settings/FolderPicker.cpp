@@ -1,6 +1,7 @@
 #include "FolderPicker.h"
 
 #include "Preferences.h"
+#include "SymbolIcon.h"
 
 #include <QDir>
 #include <QFileDialog>
@@ -9,7 +10,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QStyle>
 
 #include <utility>
 
@@ -50,8 +50,7 @@ void FolderPicker::choose(const QString &folder)
 void FolderPicker::showFolder()
 {
     const QString folder = m_preferences.folder(m_key);
-    const int side = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
-    m_icon->setPixmap(QFileIconProvider().icon(QFileIconProvider::Folder).pixmap(side, side));
+    setSmallIcon(*m_icon, QFileIconProvider().icon(QFileIconProvider::Folder));
     const QString name = QFileInfo(folder).fileName();
     m_name->setText(name.isEmpty() ? QDir::toNativeSeparators(folder) : name);
     m_name->setToolTip(QDir::toNativeSeparators(folder));

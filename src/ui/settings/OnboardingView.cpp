@@ -101,8 +101,8 @@ OnboardingView::OnboardingView(
             m_monitor.get(), &ScreenRecordingPermissionMonitor::statusChanged, this, &OnboardingView::showPermission);
         connect(m_monitor.get(), &ScreenRecordingPermissionMonitor::didOpenSettingsChanged, this,
             &OnboardingView::showPermission);
-        m_monitor->refresh();
-        // Until the answer is yes, keep asking: the user may grant it from the desktop's own settings.
+        // Asks at once, then until the answer is yes: the user may grant it from the desktop's
+        // own settings.
         m_monitor->startPolling();
     }
     showPermission();
@@ -234,8 +234,7 @@ void OnboardingView::showPermission()
             break;
         }
     }
-    const int side = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
-    m_statusIcon->setPixmap(symbolIcon(iconName, fallback).pixmap(side, side));
+    setSmallIcon(*m_statusIcon, symbolIcon(iconName, fallback));
     m_statusText->setText(text);
     const bool granted = status && status->kind == Kind::granted;
     const bool opened = m_monitor && m_monitor->didOpenSettings();

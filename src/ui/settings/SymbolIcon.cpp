@@ -1,6 +1,7 @@
 #include "SymbolIcon.h"
 
 #include <QApplication>
+#include <QLabel>
 
 QIcon symbolIcon(const QString &name, QStyle::StandardPixmap fallback)
 {
@@ -13,4 +14,10 @@ QIcon symbolIcon(const QString &name, QStyle::StandardPixmap fallback)
     if (!symbolic.isNull() || fallback == QStyle::SP_CustomBase)
         return symbolic;
     return QApplication::style()->standardIcon(fallback);
+}
+
+void setSmallIcon(QLabel &label, const QIcon &icon)
+{
+    const int side = label.style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, &label);
+    label.setPixmap(icon.pixmap(side, side));
 }
